@@ -72,7 +72,7 @@ int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "AVIAEINumberingAndDataStructures";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"AVIAEINumberingAndDataStructures", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "fill";
@@ -80,7 +80,7 @@ static const char XmlName_0[16] = "fill";
 int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -92,7 +92,7 @@ int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -101,7 +101,7 @@ int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR
 int XmlEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

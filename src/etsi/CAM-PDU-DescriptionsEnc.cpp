@@ -939,7 +939,7 @@ int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "CAM-PDU-Descriptions";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"CAM-PDU-Descriptions", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "header";
@@ -997,7 +997,7 @@ static const char XmlName_50[32] = "protectedCommunicationZonesRSU";
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1022,7 +1022,7 @@ int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).generationDeltaTime, XmlName_2, 19) != 0) && (stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_3, 13) == 0) {
@@ -1040,7 +1040,7 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
 int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_4, 14) == 0) {
       if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1086,7 +1086,7 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
 int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1126,7 +1126,7 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
 int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1155,7 +1155,7 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
 int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1250,7 +1250,7 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
 int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_18, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
@@ -1269,7 +1269,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
 int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_20, 7) == 0) {
       if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1378,7 +1378,7 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
 int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_36, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).exteriorLights.numbits < 8 || (*pvalue).exteriorLights.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).exteriorLights.numbits, (*pvalue).exteriorLights.data, 8 * sizeof((*pvalue).exteriorLights.data), XmlName_37, 14) != 0) && (stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1397,7 +1397,7 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
 int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_39, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
@@ -1417,7 +1417,7 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
 int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_41, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1428,7 +1428,7 @@ int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
 int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_43, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1438,7 +1438,7 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
 int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_44, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1461,7 +1461,7 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
 int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1471,7 +1471,7 @@ int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QS
 int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
@@ -1494,7 +1494,7 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
 int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
@@ -1520,7 +1520,7 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
 int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
       if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_50, 30) == 0) {
@@ -1540,7 +1540,7 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 int XmlEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

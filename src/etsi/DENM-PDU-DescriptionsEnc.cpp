@@ -850,7 +850,7 @@ int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "DENM-PDU-Descriptions";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"DENM-PDU-Descriptions", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "header";
@@ -915,7 +915,7 @@ static const char XmlName_57[16] = "ActionID";
 int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -940,7 +940,7 @@ int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, co
 int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_2, 10) == 0) {
       if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -987,7 +987,7 @@ int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
 int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_6, 8) == 0) {
       if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1031,7 +1031,7 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
 int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_16, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_17, 9) == 0) {
@@ -1070,7 +1070,7 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
 int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventSpeedPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 10) == 0) {
@@ -1111,7 +1111,7 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
 int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrLeft, XmlName_24, 17) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrRight, XmlName_25, 18) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1139,7 +1139,7 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
 int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lightBarSirenInUsePresent) {
       if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_36, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1217,7 +1217,7 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
 int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stationarySincePresent) {
       if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_45, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1265,7 +1265,7 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
 int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePositionPresent) {
       if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_51, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1314,7 +1314,7 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
 int XmlEnc_Termination(QSCTXT* ctxt, ASN1T_Termination value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_Termination_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1323,7 +1323,7 @@ int XmlEnc_Termination(QSCTXT* ctxt, ASN1T_Termination value, const QSUTF8CHAR* 
 int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_57, 8) == 0) {

@@ -3066,7 +3066,7 @@ int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "EfcDsrcApplication";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"EfcDsrcApplication", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[32] = "maxLadenweightOnAxle1";
@@ -3166,7 +3166,7 @@ static const char XmlName_92[32] = "vehicleWeightUnladen";
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3174,7 +3174,7 @@ int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers
 int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle1, XmlName_0, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle1, (const QSUTF8CHAR*)"maxLadenweightOnAxle1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle2, XmlName_1, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle2, (const QSUTF8CHAR*)"maxLadenweightOnAxle2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3188,7 +3188,7 @@ int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const 
 int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3199,7 +3199,7 @@ int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, 
 int XmlEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3207,7 +3207,7 @@ int XmlEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId value, const QSUTF8CHAR* elem
 int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3218,7 +3218,7 @@ int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3229,7 +3229,7 @@ int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* el
 int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destinationEID, XmlName_8, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
@@ -3247,7 +3247,7 @@ int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_10, 6) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3266,7 +3266,7 @@ int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).creditResult, (const QSUTF8CHAR*)"creditResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data, (const QSUTF8CHAR*)"creditAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3277,7 +3277,7 @@ int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_12, 15) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3296,7 +3296,7 @@ int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).debitResult, (const QSUTF8CHAR*)"debitResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data, (const QSUTF8CHAR*)"debitAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3307,7 +3307,7 @@ int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance, XmlName_14, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance, XmlName_15, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3326,7 +3326,7 @@ int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8
 int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
       if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3345,7 +3345,7 @@ int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CH
 int XmlEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3353,7 +3353,7 @@ int XmlEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq value, const QSUTF8CHAR* elemNa
 int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3364,7 +3364,7 @@ int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, 
 int XmlEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3372,7 +3372,7 @@ int XmlEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue value, const QS
 int XmlEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3380,7 +3380,7 @@ int XmlEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber value, 
 int XmlEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3388,7 +3388,7 @@ int XmlEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pval
 int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3407,7 +3407,7 @@ int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const 
 int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3419,7 +3419,7 @@ int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QS
 int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_19, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3434,7 +3434,7 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
 int XmlEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3442,7 +3442,7 @@ int XmlEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteris
 int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
       if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3460,7 +3460,7 @@ int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
 int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3472,7 +3472,7 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
 int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_26, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3483,7 +3483,7 @@ int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
 int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_27, 16) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3503,7 +3503,7 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
 int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_29, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_30, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3514,7 +3514,7 @@ int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
 int XmlEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3523,7 +3523,7 @@ int XmlEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue value, const QSUTF8CHAR* elem
 int XmlEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3532,7 +3532,7 @@ int XmlEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue value, const QSUTF8CHAR* elemNa
 int XmlEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3540,7 +3540,7 @@ int XmlEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics value
 int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_31, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_32, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3551,7 +3551,7 @@ int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3559,7 +3559,7 @@ int XmlEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue, const QSUT
 int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3568,7 +3568,7 @@ int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QS
 int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3583,7 +3583,7 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
 int XmlEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3591,7 +3591,7 @@ int XmlEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics value
 int XmlEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3599,7 +3599,7 @@ int XmlEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_Int1(QSCTXT* ctxt, ASN1T_Int1 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3607,7 +3607,7 @@ int XmlEnc_Int1(QSCTXT* ctxt, ASN1T_Int1 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int2(QSCTXT* ctxt, ASN1T_Int2 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3615,7 +3615,7 @@ int XmlEnc_Int2(QSCTXT* ctxt, ASN1T_Int2 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3624,7 +3624,7 @@ int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int4(QSCTXT* ctxt, ASN1T_Int4 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3632,7 +3632,7 @@ int XmlEnc_Int4(QSCTXT* ctxt, ASN1T_Int4 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3644,7 +3644,7 @@ int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 33) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3653,7 +3653,7 @@ int XmlEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator value
 int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_37, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_38, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3664,7 +3664,7 @@ int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, cons
 int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_39, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3675,7 +3675,7 @@ int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* 
 int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_40, 22) == 0) {
@@ -3695,7 +3695,7 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
 int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -3719,7 +3719,7 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
 int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -3743,7 +3743,7 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
 int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3752,7 +3752,7 @@ int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const 
 int XmlEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3760,7 +3760,7 @@ int XmlEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue, 
 int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3769,7 +3769,7 @@ int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3778,7 +3778,7 @@ int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pval
 int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_43, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3789,7 +3789,7 @@ int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_44, 10) == 0) {
       if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3807,7 +3807,7 @@ int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3827,7 +3827,7 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
 int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3886,7 +3886,7 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3945,7 +3945,7 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4004,7 +4004,7 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
 int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4013,7 +4013,7 @@ int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUT
 int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_57, 17) == 0) {
@@ -4040,7 +4040,7 @@ int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
 int XmlEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4048,7 +4048,7 @@ int XmlEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue, const QSUTF8
 int XmlEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4056,7 +4056,7 @@ int XmlEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4088,7 +4088,7 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
 int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4097,7 +4097,7 @@ int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNu
 int XmlEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4105,7 +4105,7 @@ int XmlEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue
 int XmlEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4113,7 +4113,7 @@ int XmlEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue, const QSUTF8CHAR
 int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4122,7 +4122,7 @@ int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4130,7 +4130,7 @@ int XmlEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp value, const QSUTF8CHAR* elemNa
 int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4141,7 +4141,7 @@ int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CH
 int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_63, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4153,7 +4153,7 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
 int XmlEnc_StationType(QSCTXT* ctxt, ASN1T_StationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4162,7 +4162,7 @@ int XmlEnc_StationType(QSCTXT* ctxt, ASN1T_StationType value, const QSUTF8CHAR* 
 int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_65, 8) == 0) {
       if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4187,7 +4187,7 @@ int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR
 int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_67, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4202,7 +4202,7 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
 int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_70, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_71, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4213,7 +4213,7 @@ int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* 
 int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_72, 14) == 0) {
       if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4232,7 +4232,7 @@ int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
 int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_75, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4243,7 +4243,7 @@ int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUT
 int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4252,7 +4252,7 @@ int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailer
 int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4264,7 +4264,7 @@ int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
 int XmlEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4273,7 +4273,7 @@ int XmlEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType value, const QSUTF8CHAR* elemNa
 int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4292,7 +4292,7 @@ int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, co
 int XmlEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4300,7 +4300,7 @@ int XmlEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue
 int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_77, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_78, 18) == 0) {
@@ -4318,7 +4318,7 @@ int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CH
 int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_79, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_80, 13) == 0) {
@@ -4336,7 +4336,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
 int XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4345,7 +4345,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleA
 int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_81, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4356,7 +4356,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
 int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4365,7 +4365,7 @@ int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR
 int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4374,7 +4374,7 @@ int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR
 int XmlEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4382,7 +4382,7 @@ int XmlEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass value, const QSUTF8CHAR
 int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_83, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4394,7 +4394,7 @@ int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, cons
 int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4406,7 +4406,7 @@ int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
 int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4418,7 +4418,7 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
 int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_86, 28) == 0) {
       if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4438,7 +4438,7 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
 int XmlEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4446,7 +4446,7 @@ int XmlEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance value, 
 int XmlEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4454,7 +4454,7 @@ int XmlEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden value, cons
 int XmlEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4462,7 +4462,7 @@ int XmlEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTra
 int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_90, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_91, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);

@@ -3279,7 +3279,7 @@ int asn1JsonEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "ITS-Container";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"ITS-Container", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "protocolVersion";
@@ -3351,7 +3351,7 @@ static const char XmlName_64[32] = "cenDsrcTollingZoneID";
 int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protocolVersion, XmlName_0, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).protocolVersion, (const QSUTF8CHAR*)"protocolVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).messageID, XmlName_1, 9) != 0) && (stat = XmlEnc_ITS_ItsPduHeader_messageID(ctxt, (*pvalue).messageID, (const QSUTF8CHAR*)"messageID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3363,7 +3363,7 @@ int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const 
 int XmlEnc_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messageID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3371,7 +3371,7 @@ int XmlEnc_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messa
 int XmlEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3379,7 +3379,7 @@ int XmlEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID value, const QSUTF8CH
 int XmlEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_3, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_4, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3406,7 +3406,7 @@ int XmlEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pval
 int XmlEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_7, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_8, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3418,7 +3418,7 @@ int XmlEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosi
 int XmlEnc_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1800000000 || value > 1800000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3427,7 +3427,7 @@ int XmlEnc_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude value, const QSUTF8CH
 int XmlEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -900000000 || value > 900000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3436,7 +3436,7 @@ int XmlEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude value, const QSUTF8CHAR
 int XmlEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).altitudeValue, XmlName_10, 13) != 0) && (stat = XmlEnc_ITS_AltitudeValue(ctxt, (*pvalue).altitudeValue, (const QSUTF8CHAR*)"altitudeValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).altitudeConfidence > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).altitudeConfidence, XmlName_11, 18) != 0) && (stat = XmlEnc_ITS_AltitudeConfidence(ctxt, (*pvalue).altitudeConfidence, (const QSUTF8CHAR*)"altitudeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3447,7 +3447,7 @@ int XmlEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue, const QSUTF8CH
 int XmlEnc_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -100000 || value > 800001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3456,7 +3456,7 @@ int XmlEnc_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue value, const 
 int XmlEnc_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3465,7 +3465,7 @@ int XmlEnc_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence val
 int XmlEnc_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3474,7 +3474,7 @@ int XmlEnc_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude value, cons
 int XmlEnc_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3483,7 +3483,7 @@ int XmlEnc_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude value, const 
 int XmlEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -12700 || value > 12800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3492,7 +3492,7 @@ int XmlEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude value, const 
 int XmlEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).semiMajorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajorConfidence, XmlName_12, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMajorConfidence, (const QSUTF8CHAR*)"semiMajorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).semiMinorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinorConfidence, XmlName_13, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMinorConfidence, (const QSUTF8CHAR*)"semiMinorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3504,7 +3504,7 @@ int XmlEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse
 int XmlEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_15, 12) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3524,7 +3524,7 @@ int XmlEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue, const QSUTF8
 int XmlEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3532,7 +3532,7 @@ int XmlEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime value, const 
 int XmlEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ptActivationType, XmlName_17, 16) != 0) && (stat = XmlEnc_ITS_PtActivationType(ctxt, (*pvalue).ptActivationType, (const QSUTF8CHAR*)"ptActivationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData, (const QSUTF8CHAR*)"ptActivationData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3543,7 +3543,7 @@ int XmlEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue, const 
 int XmlEnc_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3551,7 +3551,7 @@ int XmlEnc_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType value, 
 int XmlEnc_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 1 || (*pvalue).numocts > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3560,7 +3560,7 @@ int XmlEnc_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue
 int XmlEnc_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3569,7 +3569,7 @@ int XmlEnc_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* 
 int XmlEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3578,7 +3578,7 @@ int XmlEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength value, cons
 int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).causeCode, XmlName_18, 9) != 0) && (stat = XmlEnc_ITS_CauseCodeType(ctxt, (*pvalue).causeCode, (const QSUTF8CHAR*)"causeCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).subCauseCode, XmlName_19, 12) != 0) && (stat = XmlEnc_ITS_SubCauseCodeType(ctxt, (*pvalue).subCauseCode, (const QSUTF8CHAR*)"subCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3590,7 +3590,7 @@ int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8
 int XmlEnc_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3598,7 +3598,7 @@ int XmlEnc_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType value, const 
 int XmlEnc_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3606,7 +3606,7 @@ int XmlEnc_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType value, 
 int XmlEnc_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3614,7 +3614,7 @@ int XmlEnc_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficCondi
 int XmlEnc_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3622,7 +3622,7 @@ int XmlEnc_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode
 int XmlEnc_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3630,7 +3630,7 @@ int XmlEnc_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCo
 int XmlEnc_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanPresenceOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3638,7 +3638,7 @@ int XmlEnc_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanP
 int XmlEnc_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivingSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3646,7 +3646,7 @@ int XmlEnc_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivi
 int XmlEnc_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3654,7 +3654,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTX
 int XmlEnc_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_AdhesionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3662,7 +3662,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_
 int XmlEnc_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_VisibilitySubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3670,7 +3670,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1
 int XmlEnc_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3678,7 +3678,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, A
 int XmlEnc_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3686,7 +3686,7 @@ int XmlEnc_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCau
 int XmlEnc_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryVehicleSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3694,7 +3694,7 @@ int XmlEnc_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryV
 int XmlEnc_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3702,7 +3702,7 @@ int XmlEnc_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubC
 int XmlEnc_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_EmergencyVehicleApproachingSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3710,7 +3710,7 @@ int XmlEnc_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_E
 int XmlEnc_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_DangerousCurveSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3718,7 +3718,7 @@ int XmlEnc_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_
 int XmlEnc_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_SurfaceConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3726,7 +3726,7 @@ int XmlEnc_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1
 int XmlEnc_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3734,7 +3734,7 @@ int XmlEnc_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN
 int XmlEnc_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3742,7 +3742,7 @@ int XmlEnc_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T
 int XmlEnc_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3750,7 +3750,7 @@ int XmlEnc_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSu
 int XmlEnc_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3758,7 +3758,7 @@ int XmlEnc_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolati
 int XmlEnc_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RescueAndRecoveryWorkInProgressSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3766,7 +3766,7 @@ int XmlEnc_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_I
 int XmlEnc_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousEndOfQueueSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3774,7 +3774,7 @@ int XmlEnc_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_Dangerous
 int XmlEnc_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousSituationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3782,7 +3782,7 @@ int XmlEnc_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousS
 int XmlEnc_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreakdownSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3790,7 +3790,7 @@ int XmlEnc_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreak
 int XmlEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3798,7 +3798,7 @@ int XmlEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCo
 int XmlEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).curvatureValue, XmlName_20, 14) != 0) && (stat = XmlEnc_ITS_CurvatureValue(ctxt, (*pvalue).curvatureValue, (const QSUTF8CHAR*)"curvatureValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).curvatureConfidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).curvatureConfidence, XmlName_21, 19) != 0) && (stat = XmlEnc_ITS_CurvatureConfidence(ctxt, (*pvalue).curvatureConfidence, (const QSUTF8CHAR*)"curvatureConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3809,7 +3809,7 @@ int XmlEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue, const QSUTF8
 int XmlEnc_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1023 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3818,7 +3818,7 @@ int XmlEnc_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue value, cons
 int XmlEnc_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3827,7 +3827,7 @@ int XmlEnc_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence v
 int XmlEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalculationMode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3836,7 +3836,7 @@ int XmlEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalcula
 int XmlEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).headingValue > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingValue, XmlName_22, 12) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).headingValue, (const QSUTF8CHAR*)"headingValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingConfidence, XmlName_23, 17) != 0) && (stat = XmlEnc_ITS_HeadingConfidence(ctxt, (*pvalue).headingConfidence, (const QSUTF8CHAR*)"headingConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3847,7 +3847,7 @@ int XmlEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3601) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3856,7 +3856,7 @@ int XmlEnc_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue value, const QS
 int XmlEnc_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3865,7 +3865,7 @@ int XmlEnc_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence value
 int XmlEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1 || value > 14) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3874,7 +3874,7 @@ int XmlEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition value, const QS
 int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
       if (((*pvalue).innerhardShoulderStatus > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue).innerhardShoulderStatus, XmlName_24, 23) != 0) && (stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).innerhardShoulderStatus, (const QSUTF8CHAR*)"innerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3893,7 +3893,7 @@ int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QS
 int XmlEnc_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3902,7 +3902,7 @@ int XmlEnc_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus val
 int XmlEnc_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 1 || (*pvalue).numbits > 13) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3911,7 +3911,7 @@ int XmlEnc_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pval
 int XmlEnc_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3920,7 +3920,7 @@ int XmlEnc_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass value, 
 int XmlEnc_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3929,7 +3929,7 @@ int XmlEnc_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue value, const QSUTF8
 int XmlEnc_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3938,7 +3938,7 @@ int XmlEnc_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence value, co
 int XmlEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 1024) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3947,7 +3947,7 @@ int XmlEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass value, const QSUT
 int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speedValue > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedValue, XmlName_27, 10) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedConfidence, XmlName_28, 15) != 0) && (stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3958,7 +3958,7 @@ int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_DriveDirection_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3967,7 +3967,7 @@ int XmlEnc_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection value, cons
 int XmlEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3975,7 +3975,7 @@ int XmlEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus value
 int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitudinalAccelerationValue, XmlName_29, 29) != 0) && (stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitudinalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence, XmlName_30, 34) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3986,7 +3986,7 @@ int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcce
 int XmlEnc_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3995,7 +3995,7 @@ int XmlEnc_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_Longitudina
 int XmlEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 102) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4004,7 +4004,7 @@ int XmlEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfid
 int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lateralAccelerationValue, XmlName_31, 24) != 0) && (stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lateralAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lateralAccelerationConfidence, XmlName_32, 29) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4015,7 +4015,7 @@ int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* 
 int XmlEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4024,7 +4024,7 @@ int XmlEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
 int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).verticalAccelerationValue, XmlName_33, 25) != 0) && (stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).verticalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).verticalAccelerationConfidence, XmlName_34, 30) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4035,7 +4035,7 @@ int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration
 int XmlEnc_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4044,7 +4044,7 @@ int XmlEnc_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
 int XmlEnc_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4052,7 +4052,7 @@ int XmlEnc_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType value, const QSUT
 int XmlEnc_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4061,7 +4061,7 @@ int XmlEnc_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue, co
 int XmlEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 19) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4070,7 +4070,7 @@ int XmlEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic v
 int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_35, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4103,7 +4103,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
 int XmlEnc_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4112,7 +4112,7 @@ int XmlEnc_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType
 int XmlEnc_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4121,7 +4121,7 @@ int XmlEnc_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pv
 int XmlEnc_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4130,7 +4130,7 @@ int XmlEnc_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr value, const 
 int XmlEnc_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4139,7 +4139,7 @@ int XmlEnc_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr value, const QSUTF8
 int XmlEnc_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4148,7 +4148,7 @@ int XmlEnc_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar value, const QSUTF8CH
 int XmlEnc_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4157,7 +4157,7 @@ int XmlEnc_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass value, const QSUT
 int XmlEnc_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponseIndication value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4166,7 +4166,7 @@ int XmlEnc_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponse
 int XmlEnc_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4175,7 +4175,7 @@ int XmlEnc_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit value, const QSUTF8
 int XmlEnc_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4184,7 +4184,7 @@ int XmlEnc_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince value, co
 int XmlEnc_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -60 || value > 67) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4193,7 +4193,7 @@ int XmlEnc_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature value, const QSUT
 int XmlEnc_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4202,7 +4202,7 @@ int XmlEnc_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule value, const QSUT
 int XmlEnc_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4211,7 +4211,7 @@ int XmlEnc_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle value, 
 int XmlEnc_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4220,7 +4220,7 @@ int XmlEnc_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius value, const 
 int XmlEnc_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4229,7 +4229,7 @@ int XmlEnc_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx value, const QSUTF8
 int XmlEnc_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 20 || (*pvalue).numbits > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4238,7 +4238,7 @@ int XmlEnc_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* 
 int XmlEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSolutionType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4247,7 +4247,7 @@ int XmlEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSoluti
 int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.wMInumberPresent) {
       if ((stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4263,7 +4263,7 @@ int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
 int XmlEnc_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 1 || nbytes > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4275,7 +4275,7 @@ int XmlEnc_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber value, const QSUTF8CH
 int XmlEnc_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 6 || nbytes > 6) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4287,7 +4287,7 @@ int XmlEnc_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS value, const QSUTF8CHAR* elemName
 int XmlEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4296,7 +4296,7 @@ int XmlEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pval
 int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_40, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_41, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4307,7 +4307,7 @@ int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, cons
 int XmlEnc_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4316,7 +4316,7 @@ int XmlEnc_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue val
 int XmlEnc_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4325,7 +4325,7 @@ int XmlEnc_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Vehicle
 int XmlEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 62) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4334,7 +4334,7 @@ int XmlEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth value, const QS
 int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4354,7 +4354,7 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
 int XmlEnc_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4363,7 +4363,7 @@ int XmlEnc_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pval
 int XmlEnc_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4372,7 +4372,7 @@ int XmlEnc_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality val
 int XmlEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4381,7 +4381,7 @@ int XmlEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType value, const QSUTF8CHAR
 int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_43, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_44, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4392,7 +4392,7 @@ int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pv
 int XmlEnc_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -511 || value > 512) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4401,7 +4401,7 @@ int XmlEnc_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
 int XmlEnc_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4410,7 +4410,7 @@ int XmlEnc_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWhee
 int XmlEnc_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4398046511103ULL) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt64(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4419,7 +4419,7 @@ int XmlEnc_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts value, const QS
 int XmlEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4428,7 +4428,7 @@ int XmlEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole value, const QSUT
 int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_45, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4439,7 +4439,7 @@ int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -32766) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4448,7 +4448,7 @@ int XmlEnc_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue value, const QS
 int XmlEnc_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4457,7 +4457,7 @@ int XmlEnc_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence value
 int XmlEnc_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4466,7 +4466,7 @@ int XmlEnc_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType value
 int XmlEnc_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4475,7 +4475,7 @@ int XmlEnc_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance value
 int XmlEnc_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTrafficDirection value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4484,7 +4484,7 @@ int XmlEnc_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTraffi
 int XmlEnc_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4493,7 +4493,7 @@ int XmlEnc_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval
 int XmlEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 86400) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4502,7 +4502,7 @@ int XmlEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration value, 
 int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_47, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_48, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4513,7 +4513,7 @@ int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CH
 int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4533,7 +4533,7 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
@@ -4555,7 +4555,7 @@ int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
 int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4575,7 +4575,7 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4584,7 +4584,7 @@ int XmlEnc_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants value
 int XmlEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4592,7 +4592,7 @@ int XmlEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber value, cons
 int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_57, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4604,7 +4604,7 @@ int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_58, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4616,7 +4616,7 @@ int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4636,7 +4636,7 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_60, 13) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4657,7 +4657,7 @@ int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUT
 int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4677,7 +4677,7 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4692,7 +4692,7 @@ int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
 int XmlEnc_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4700,7 +4700,7 @@ int XmlEnc_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius v
 int XmlEnc_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4709,7 +4709,7 @@ int XmlEnc_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID value, co
 int XmlEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4718,7 +4718,7 @@ int XmlEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID
 int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -4738,7 +4738,7 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_OpeningDaysHours(QSCTXT* ctxt, ASN1T_ITS_OpeningDaysHours value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4746,7 +4746,7 @@ int XmlEnc_ITS_OpeningDaysHours(QSCTXT* ctxt, ASN1T_ITS_OpeningDaysHours value, 
 int XmlEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 1 || nbytes > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;

@@ -537,7 +537,7 @@ class XmlEmitter(TextEmitter):
         if "stat" in text:
             w.line("int stat;")
         if "ns." in text:
-            w.line("QSXmlNS ns(ctxt, nsURI, XML_NS);")
+            w.line("QSXmlNS ns(ctxt, nsURI, &XML_NS);")
         w.lines.extend(body.lines)
         w.dedent()
         w.line("}")
@@ -566,10 +566,12 @@ class XmlEmitter(TextEmitter):
 def emit_functions(mi, we, wd):
     """Writes the XML encoders into `we` and the decoders into `wd`."""
     xe = XmlEmitter(mi)
-    for w in (we, wd):
-        w.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
-        w.line('static const char* const XML_NS = "%s";' % mi.name)
-        w.blank()
+    we.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
+    we.line('static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"%s", 0};' % mi.name)
+    we.blank()
+    wd.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
+    wd.line('static const char* const XML_NS = "%s";' % mi.name)
+    wd.blank()
     names_at = len(we.lines)
     for td in mi.typedefs:
         xe.encoder(we, td)
