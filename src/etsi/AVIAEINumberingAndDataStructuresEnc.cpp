@@ -41,17 +41,17 @@ int asn1PE_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value)
 int asn1JsonEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

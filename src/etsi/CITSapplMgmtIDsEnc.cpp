@@ -107,18 +107,18 @@ int asn1PE_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value)
 int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext1(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -128,25 +128,25 @@ int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext2(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -156,25 +156,25 @@ int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext3(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -184,7 +184,7 @@ int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -4423,29 +4423,29 @@ int asn1PE_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value)
 int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
+   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgIssueRevision\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.layerTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layerIDPresent) {
-      if ((*pvalue).layerID > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
+      if ((*pvalue).layerID > 100 || !rtJsonEncFastMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerID\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4453,27 +4453,27 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       first = 0;
    }
    if ((*pvalue).m.intersectionsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSegmentsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSegments\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSegments\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataParametersPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dataParameters\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dataParameters\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"restrictionList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"restrictionList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4483,36 +4483,36 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4527,26 +4527,26 @@ int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).msgCnt > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
+   if ((*pvalue).msgCnt > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgCnt\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4554,20 +4554,20 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       first = 0;
    }
    if ((*pvalue).m.anchorPointPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rtcmHeaderPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rtcmHeader\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rtcmHeader\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgs\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"msgs\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4577,36 +4577,36 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4618,17 +4618,17 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4636,15 +4636,15 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       first = 0;
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4654,36 +4654,36 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4695,31 +4695,31 @@ int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4727,15 +4727,15 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.requestsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requestor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4745,36 +4745,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4786,42 +4786,42 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4831,36 +4831,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4872,20 +4872,20 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if ((*pvalue).speed > 500 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((*pvalue).speed > 500 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4893,12 +4893,12 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if ((*pvalue).distance > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
+      if ((*pvalue).distance > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distance\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4906,7 +4906,7 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.class_Present) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"class\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4914,7 +4914,7 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4924,36 +4924,36 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4965,71 +4965,71 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
+   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetX\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
+   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetY\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
+   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetZ\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceLaneId\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetYaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetYaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if ((*pvalue).rotateXY > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
+      if ((*pvalue).rotateXY > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rotateXY\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5037,7 +5037,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
+      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleXaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5045,7 +5045,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
+      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleYaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5053,7 +5053,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5063,24 +5063,24 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5090,24 +5090,24 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5117,36 +5117,36 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5158,60 +5158,60 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.maneuverPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectingLane\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectingLane\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"remoteIntersection\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"remoteIntersection\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5219,7 +5219,7 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    if ((*pvalue).m.userClassPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"userClass\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5227,7 +5227,7 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5235,23 +5235,23 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.queueLengthPresent) {
-      if ((*pvalue).queueLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
+      if ((*pvalue).queueLength > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"queueLength\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5259,7 +5259,7 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       first = 0;
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
+      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"availableStorageLength\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5267,17 +5267,17 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       first = 0;
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pedBicycleDetect\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pedBicycleDetect\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5287,36 +5287,36 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5331,17 +5331,17 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.processMethodPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processMethod\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"processMethod\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
@@ -5350,7 +5350,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processAgency\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"processAgency\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
@@ -5359,7 +5359,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lastCheckedDate\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lastCheckedDate\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
@@ -5368,7 +5368,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"geoidUsed\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"geoidUsed\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
@@ -5382,17 +5382,17 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((*pvalue).year > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+      if ((*pvalue).year > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5400,7 +5400,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.monthPresent) {
-      if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((*pvalue).month > 12 || !rtJsonEncFastMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5408,7 +5408,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.dayPresent) {
-      if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((*pvalue).day > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5416,7 +5416,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.hourPresent) {
-      if ((*pvalue).hour > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
+      if ((*pvalue).hour > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hour\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5424,7 +5424,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 60 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 60 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5432,7 +5432,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5440,7 +5440,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.offsetPresent) {
-      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
+      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncFastMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offset\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5448,48 +5448,48 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.utcTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"utcTime\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"utcTime\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.elevationPresent) {
-      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncFastMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5497,7 +5497,7 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       first = 0;
    }
    if ((*pvalue).m.headingPresent) {
-      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+      if ((*pvalue).heading > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5505,27 +5505,27 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       first = 0;
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posAccuracy\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"posAccuracy\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeConfidence\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeConfidence\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posConfidence\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"posConfidence\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5535,28 +5535,28 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if ((*pvalue).ingressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
+      if ((*pvalue).ingressApproach > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ingressApproach\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5564,36 +5564,36 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       first = 0;
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if ((*pvalue).egressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
+      if ((*pvalue).egressApproach > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"egressApproach\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuvers\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuvers\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeList\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodeList\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectsTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectsTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"overlays\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"overlays\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5603,36 +5603,36 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5647,30 +5647,30 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(*pvalue).u.lane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"approach\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"approach\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*(*pvalue).u.approach))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connection\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connection\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*(*pvalue).u.connection))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5686,34 +5686,34 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5721,20 +5721,20 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       first = 0;
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSet\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneSet\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preemptPriorityData\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"preemptPriorityData\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5744,36 +5744,36 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5785,72 +5785,72 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if ((*pvalue).moy > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
+      if ((*pvalue).moy > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"moy\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5858,7 +5858,7 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       first = 0;
    }
    if ((*pvalue).m.timeStampPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5866,20 +5866,20 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       first = 0;
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"states\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"states\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5889,36 +5889,36 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5933,60 +5933,60 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"directionalUse\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"directionalUse\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sharedWith\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sharedWith\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6001,54 +6001,54 @@ int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathEndPointAngle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pathEndPointAngle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaAngle(ctxt, &(*(*pvalue).u.pathEndPointAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointCenter\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointCenter\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointCenter))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointLeft\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointLeft\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointLeft))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointRight\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointRight\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointRight))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAngle\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneAngle\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*(*pvalue).u.laneAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6064,36 +6064,36 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6105,35 +6105,35 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6148,53 +6148,53 @@ int asn1JsonEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing*
 int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicle\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicle\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"crosswalk\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"crosswalk\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"bikeLane\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"bikeLane\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sidewalk\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sidewalk\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"median\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"median\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"striping\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"striping\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trackedVehicle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trackedVehicle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parking\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"parking\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6210,44 +6210,44 @@ int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timing\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timing\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speeds\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speeds\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6257,36 +6257,36 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6301,64 +6301,64 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.movementNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"movementName\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"movementName\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6368,36 +6368,36 @@ int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6409,37 +6409,37 @@ int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.localNodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"localNode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"localNode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"disabled\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"disabled\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabled\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"enabled\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
+      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dWidth\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6447,7 +6447,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       first = 0;
    }
    if ((*pvalue).m.dElevationPresent) {
-      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
+      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dElevation\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6455,7 +6455,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6465,36 +6465,36 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6509,7 +6509,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6542,185 +6542,185 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
+   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lon\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"computed\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"computed\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6736,60 +6736,60 @@ int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY1\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY1\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY2\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY2\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY3\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY3\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY4\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY4\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY5\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY5\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY6\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY6\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-LatLon\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-LatLon\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6799,22 +6799,22 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6826,20 +6826,20 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"delta\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"delta\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6849,101 +6849,101 @@ int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"orientation\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pos\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pos\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.elevationPresent) {
-      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncFastMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6951,7 +6951,7 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6961,36 +6961,36 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7005,83 +7005,83 @@ int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+   if ((*pvalue).speed > 8191 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.typePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.routeNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"routeName\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"routeName\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transitStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitOccupancy\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transitOccupancy\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
+      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncFastMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7089,7 +7089,7 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7099,36 +7099,36 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7143,20 +7143,20 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+      if ((*pvalue).heading > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7164,7 +7164,7 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       first = 0;
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7174,30 +7174,30 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subrole\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"subrole\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3883\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7205,12 +7205,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       first = 0;
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7220,22 +7220,22 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7247,57 +7247,57 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"basicType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*(*pvalue).u.basicType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -7313,36 +7313,36 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7357,86 +7357,86 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7444,15 +7444,15 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       first = 0;
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadLaneSet\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadLaneSet\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7462,36 +7462,36 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7503,74 +7503,74 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetSet\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetSet\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7579,22 +7579,22 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7606,37 +7606,37 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.rolePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeData\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"typeData\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7646,37 +7646,37 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inBoundLane\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"inBoundLane\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outBoundLane\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outBoundLane\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7686,36 +7686,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7727,34 +7727,34 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7762,7 +7762,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7770,7 +7770,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.durationPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7778,7 +7778,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7788,36 +7788,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7829,29 +7829,29 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sigStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sigStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7861,36 +7861,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7902,58 +7902,58 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.requesterPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requester\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requester\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inboundOn\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"inboundOn\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outboundOn\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outboundOn\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7961,7 +7961,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7969,18 +7969,18 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       first = 0;
    }
    if ((*pvalue).m.durationPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7990,36 +7990,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -8034,40 +8034,40 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"throttle\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"throttle\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8101,24 +8101,24 @@ int asn1JsonEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startTimePresent) {
-      if ((*pvalue).startTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
+      if ((*pvalue).startTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startTime\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).minEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
+   if ((*pvalue).minEndTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.maxEndTimePresent) {
-      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
+      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8126,7 +8126,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if ((*pvalue).likelyTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
+      if ((*pvalue).likelyTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"likelyTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8134,7 +8134,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((*pvalue).confidence > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
+      if ((*pvalue).confidence > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8142,7 +8142,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.nextTimePresent) {
-      if ((*pvalue).nextTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
+      if ((*pvalue).nextTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nextTime\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8150,7 +8150,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8165,36 +8165,36 @@ int asn1JsonEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalu
 int asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+   if ((*pvalue).speed > 8191 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"entityID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"entityID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*(*pvalue).u.stationID))) != 0) return LOG_RTERR(ctxt, stat);
@@ -8204,7 +8204,7 @@ int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -46,14 +46,14 @@ int asn1PE_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(QSUINT32*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

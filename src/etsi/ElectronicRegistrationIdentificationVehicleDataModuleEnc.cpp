@@ -120,40 +120,40 @@ int asn1PE_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value)
 int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryL\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehicleCategoryL\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryL(ctxt, &(*(*pvalue).u.euVehicleCategoryL))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryM\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehicleCategoryM\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryM(ctxt, &(*(*pvalue).u.euVehicleCategoryM))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryN\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehicleCategoryN\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryN(ctxt, &(*(*pvalue).u.euVehicleCategoryN))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryO\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehicleCategoryO\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryO(ctxt, &(*(*pvalue).u.euVehicleCategoryO))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehilcleCategoryT\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehilcleCategoryT\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehilcleCategoryG\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehilcleCategoryG\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -162,7 +162,7 @@ int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -1508,28 +1508,28 @@ int asn1PE_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber value)
 int asn1JsonEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protocolVersion\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"messageID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1550,56 +1550,56 @@ int asn1JsonEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID* pvalue)
 int asn1JsonEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
+   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaAltitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1622,19 +1622,19 @@ int asn1JsonEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude* pvalue)
 int asn1JsonEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
+   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncFastMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeValue\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1703,41 +1703,41 @@ int asn1JsonEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude* pvalue)
 int asn1JsonEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
+   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
+   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
+   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorOrientation\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathPosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pathPosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.pathDeltaTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathDeltaTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1745,7 +1745,7 @@ int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1759,19 +1759,19 @@ int asn1JsonEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime* pvalue)
 int asn1JsonEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationType\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1809,15 +1809,15 @@ int asn1JsonEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength* pvalu
 int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"causeCode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subCauseCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1829,7 +1829,7 @@ int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2018,19 +2018,19 @@ int asn1JsonEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCa
 int asn1JsonEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
+   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureValue\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2084,22 +2084,22 @@ int asn1JsonEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
 int asn1JsonEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).headingValue > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
+   if ((*pvalue).headingValue > 3601 || !rtJsonEncFastMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
+   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2130,20 +2130,20 @@ int asn1JsonEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition* pvalue)
 int asn1JsonEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"innerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"innerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.outerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).outerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.drivingLaneStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"drivingLaneStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"drivingLaneStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2153,7 +2153,7 @@ int asn1JsonEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2217,22 +2217,22 @@ int asn1JsonEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass* pvalue)
 int asn1JsonEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).speedValue > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
+   if ((*pvalue).speedValue > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
+   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2263,22 +2263,22 @@ int asn1JsonEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus*
 int asn1JsonEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
+   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationValue\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
+   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2301,22 +2301,22 @@ int asn1JsonEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationC
 int asn1JsonEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
+   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationValue\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
+   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationConfidence\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2331,22 +2331,22 @@ int asn1JsonEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAcce
 int asn1JsonEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
+   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationValue\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
+   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationConfidence\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2410,29 +2410,29 @@ int asn1JsonEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
 int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unNumber > 9999 || !rtJsonEncMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
+   if ((*pvalue).unNumber > 9999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unNumber\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tunnelsRestricted\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"tunnelsRestricted\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limitedQuantity\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"limitedQuantity\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emergencyActionCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emergencyActionCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"emergencyActionCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
@@ -2441,12 +2441,12 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).emergencyActionCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.phoneNumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"phoneNumber\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"phoneNumber\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PhoneNumber(ctxt, &(*pvalue).phoneNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.companyNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"companyName\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"companyName\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
@@ -2460,7 +2460,7 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2635,15 +2635,15 @@ int asn1JsonEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
 int asn1JsonEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.wMInumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wMInumber\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"wMInumber\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_WMInumber(ctxt, &(*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vDS\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vDS\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VDS(ctxt, &(*pvalue).vDS)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2653,7 +2653,7 @@ int asn1JsonEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2690,19 +2690,19 @@ int asn1JsonEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType*
 int asn1JsonEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
+   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthValue\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2744,14 +2744,14 @@ int asn1JsonEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth* pvalue)
 int asn1JsonEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2792,22 +2792,22 @@ int asn1JsonEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
 int asn1JsonEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
+   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncFastMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleValue\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
+   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleConfidence\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2868,19 +2868,19 @@ int asn1JsonEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
 int asn1JsonEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
+   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncFastMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2989,69 +2989,69 @@ int asn1JsonEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration* p
 int asn1JsonEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"originatingStationID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"protectedZoneType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
+      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"expiryTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneRadius\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3059,7 +3059,7 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
       first = 0;
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
+      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncFastMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneID\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3072,21 +3072,21 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3108,105 +3108,105 @@ int asn1JsonEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber* pvalu
 int asn1JsonEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosPillar(ctxt, &(*(ASN1T_ITS_PosPillar*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*(ASN1T_ITS_StationType*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventDeltaTime\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
+      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncFastMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZoneID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3219,7 +3219,7 @@ int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3249,14 +3249,14 @@ int asn1JsonEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZ
 int asn1JsonEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -2941,85 +2941,85 @@ int asn1PE_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid value)
 int asn1JsonEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mandatory\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"mandatory\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.optionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"optional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"optional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviContainers(ctxt, &(*pvalue).optional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"glc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"glc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"giv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"giv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.giv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rcc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rcc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.rcc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tc\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"tc\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.tc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lac\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lac\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.lac == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"avc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.avc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mlc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"mlc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.mlc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rsc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rsc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.rsc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc))) != 0) return LOG_RTERR(ctxt, stat);
@@ -3035,26 +3035,26 @@ int asn1JsonEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceProviderId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"serviceProviderId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).serviceProviderId)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"iviIdentificationNumber\":", 26, (QSUINT64)(*pvalue).iviIdentificationNumber)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"iviIdentificationNumber\":", 26, (QSUINT64)(*pvalue).iviIdentificationNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviIdentificationNumber\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3062,7 +3062,7 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
       first = 0;
    }
    if ((*pvalue).m.validFromPresent) {
-      if ((*pvalue).validFrom > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validFrom\":", 12, (QSUINT64)(*pvalue).validFrom)) {
+      if ((*pvalue).validFrom > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"validFrom\":", 12, (QSUINT64)(*pvalue).validFrom)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validFrom\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3070,7 +3070,7 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
       first = 0;
    }
    if ((*pvalue).m.validToPresent) {
-      if ((*pvalue).validTo > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validTo\":", 10, (QSUINT64)(*pvalue).validTo)) {
+      if ((*pvalue).validTo > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"validTo\":", 10, (QSUINT64)(*pvalue).validTo)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3078,18 +3078,18 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
       first = 0;
    }
    if ((*pvalue).m.connectedIviStructuresPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedIviStructures\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectedIviStructures\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).iviStatus > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviStatus\":", 12, (QSUINT64)(*pvalue).iviStatus)) {
+   if ((*pvalue).iviStatus > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"iviStatus\":", 12, (QSUINT64)(*pvalue).iviStatus)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.connectedDenmsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectedDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3099,20 +3099,20 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLocationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.referencePositionTimePresent) {
-      if ((*pvalue).referencePositionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referencePositionTime\":", 24, (QSUINT64)(*pvalue).referencePositionTime)) {
+      if ((*pvalue).referencePositionTime > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"referencePositionTime\":", 24, (QSUINT64)(*pvalue).referencePositionTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionTime\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3120,16 +3120,16 @@ int asn1JsonEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
       first = 0;
    }
    if ((*pvalue).m.referencePositionHeadingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionHeading\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"referencePositionHeading\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionSpeedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionSpeed\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"referencePositionSpeed\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_GlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3138,37 +3138,37 @@ int asn1JsonEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.laneNumberPresent) {
-      if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+      if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncFastMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3176,7 +3176,7 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.zoneExtensionPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneExtension\":", 16, (QSUINT64)(*pvalue).zoneExtension)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"zoneExtension\":", 16, (QSUINT64)(*pvalue).zoneExtension)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneExtension\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3184,7 +3184,7 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.zoneHeadingPresent) {
-      if ((*pvalue).zoneHeading > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"zoneHeading\":", 14, (QSUINT64)(*pvalue).zoneHeading)) {
+      if ((*pvalue).zoneHeading > 3601 || !rtJsonEncFastMemberUInt(ctxt, first, "\"zoneHeading\":", 14, (QSUINT64)(*pvalue).zoneHeading)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneHeading\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3192,7 +3192,7 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.zonePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3202,46 +3202,46 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.its_RridPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"its-Rrid\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"its-Rrid\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.directionPresent) {
-      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((*pvalue).direction > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3249,12 +3249,12 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3262,18 +3262,18 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+   if ((*pvalue).iviType > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.iviPurposePresent) {
-      if ((*pvalue).iviPurpose > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"iviPurpose\":", 13, (QSUINT64)(*pvalue).iviPurpose)) {
+      if ((*pvalue).iviPurpose > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"iviPurpose\":", 13, (QSUINT64)(*pvalue).iviPurpose)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviPurpose\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3281,7 +3281,7 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3289,12 +3289,12 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverCharacteristicsPresent) {
-      if ((*pvalue).driverCharacteristics > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"driverCharacteristics\":", 24, (QSUINT64)(*pvalue).driverCharacteristics)) {
+      if ((*pvalue).driverCharacteristics > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"driverCharacteristics\":", 24, (QSUINT64)(*pvalue).driverCharacteristics)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3302,7 +3302,7 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3310,18 +3310,18 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3331,36 +3331,36 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneConfiguration\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneConfiguration\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3369,39 +3369,39 @@ int asn1JsonEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((*pvalue).direction > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3409,49 +3409,49 @@ int asn1JsonEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((*pvalue).direction > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3459,12 +3459,12 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3472,12 +3472,12 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3485,7 +3485,7 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3493,15 +3493,15 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.textPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"text\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"text\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TextLines(ctxt, &(*pvalue).text)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).data.numocts, (*pvalue).data.data)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviTypePresent) {
-      if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+      if ((*pvalue).iviType > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3509,7 +3509,7 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3517,7 +3517,7 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3527,23 +3527,23 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.heightPresent) {
-      if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+      if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncFastMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3552,7 +3552,7 @@ int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
       first = 0;
    }
    if ((*pvalue).m.widthPresent) {
-      if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+      if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncFastMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3560,7 +3560,7 @@ int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponents\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"layoutComponents\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3569,39 +3569,39 @@ int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((*pvalue).direction > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3609,22 +3609,22 @@ int asn1JsonEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
       first = 0;
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleRulesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleRules\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"automatedVehicleRules\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platooningRulesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platooningRules\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"platooningRules\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3634,494 +3634,494 @@ int asn1JsonEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"reference\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"reference\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_MapReference(ctxt, &(*pvalue).reference)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_MlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.laneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneIds\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneIds\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*(ASN1T_IVI_IviIdentificationNumber*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*(ASN1T_ITS_LanePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_SaeAutomationLevel(ctxt, &(*(ASN1T_IVI_SaeAutomationLevel*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*(ASN1T_IVI_Zid*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositionWAltitude* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"owner\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"owner\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).owner)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"version\":", 10, (QSUINT64)(*pvalue).version)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"version\":", 10, (QSUINT64)(*pvalue).version)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"version\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"pictogramCode\":", 16, (QSUINT64)(*pvalue).pictogramCode)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"pictogramCode\":", 16, (QSUINT64)(*pvalue).pictogramCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.valuePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4129,7 +4129,7 @@ int asn1JsonEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
       first = 0;
    }
    if ((*pvalue).m.unitPresent) {
-      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((*pvalue).unit > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4137,31 +4137,31 @@ int asn1JsonEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
       first = 0;
    }
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+   if ((*pvalue).priority > 2 || !rtJsonEncFastMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4169,7 +4169,7 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       first = 0;
    }
    if ((*pvalue).m.recGapBetweenVehiclesPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"recGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).recGapBetweenVehicles)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"recGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).recGapBetweenVehicles)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4177,7 +4177,7 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       first = 0;
    }
    if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
-      if ((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit)) {
+      if ((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4185,7 +4185,7 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       first = 0;
    }
    if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
-      if ((*pvalue).automatedVehicleMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit)) {
+      if ((*pvalue).automatedVehicleMinSpeedLimit > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4193,7 +4193,7 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       first = 0;
    }
    if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
-      if ((*pvalue).automatedVehicleSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation)) {
+      if ((*pvalue).automatedVehicleSpeedRecommendation > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4201,12 +4201,12 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       first = 0;
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4216,60 +4216,60 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVehicleCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.tractorPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractor\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"tractor\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trailerPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailer\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trailer\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trainPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"train\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"train\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncFastMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+   if ((*pvalue).laneWidth > 1023 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.offsetDistancePresent) {
-      if (!rtJsonEncMemberInt(ctxt, first, "\"offsetDistance\":", 17, (QSINT64)(*pvalue).offsetDistance)) {
+      if (!rtJsonEncFastMemberInt(ctxt, first, "\"offsetDistance\":", 17, (QSINT64)(*pvalue).offsetDistance)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetDistance\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteInt(ctxt, (*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4277,87 +4277,87 @@ int asn1JsonEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
       first = 0;
    }
    if ((*pvalue).m.offsetPositionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetPosition\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetPosition\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
@@ -4367,70 +4367,70 @@ int asn1JsonEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.countryCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
@@ -4446,7 +4446,7 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt,
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4501,16 +4501,16 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoad
 int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncFastMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncFastMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4518,51 +4518,51 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncFastMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+   if ((*pvalue).direction > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.validityPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).laneType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"laneType\":", 11, (QSUINT64)(*pvalue).laneType)) {
+   if ((*pvalue).laneType > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneType\":", 11, (QSUINT64)(*pvalue).laneType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.laneTypeQualifierPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneTypeQualifier\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneTypeQualifier\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4570,27 +4570,27 @@ int asn1JsonEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
       first = 0;
    }
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCharacteristics\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCharacteristics\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceStaticCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4600,100 +4600,100 @@ int asn1JsonEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneDefinitionAccuracy\":", 25, (QSUINT64)(*pvalue).zoneDefinitionAccuracy)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"zoneDefinitionAccuracy\":", 25, (QSUINT64)(*pvalue).zoneDefinitionAccuracy)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneDefinitionAccuracy\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"existinglaneMarkingStatus\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"existinglaneMarkingStatus\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_LaneMarkingStatus(ctxt, &(*pvalue).existinglaneMarkingStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"newlaneMarkingColour\":", 23, (QSUINT64)(*pvalue).newlaneMarkingColour)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"newlaneMarkingColour\":", 23, (QSUINT64)(*pvalue).newlaneMarkingColour)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"newlaneMarkingColour\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationLeft\":", 23, (QSUINT64)(*pvalue).laneDelimitationLeft)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneDelimitationLeft\":", 23, (QSUINT64)(*pvalue).laneDelimitationLeft)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationLeft\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationRight\":", 24, (QSUINT64)(*pvalue).laneDelimitationRight)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneDelimitationRight\":", 24, (QSUINT64)(*pvalue).laneDelimitationRight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationRight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"mergingWith\":", 14, (QSUINT64)(*pvalue).mergingWith)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"mergingWith\":", 14, (QSUINT64)(*pvalue).mergingWith)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mergingWith\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+   if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncFastMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+   if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncFastMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).x < 10 || (*pvalue).x > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"x\":", 4, (QSUINT64)(*pvalue).x)) {
+   if ((*pvalue).x < 10 || (*pvalue).x > 265 || !rtJsonEncFastMemberUInt(ctxt, first, "\"x\":", 4, (QSUINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < 10 || (*pvalue).y > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"y\":", 4, (QSUINT64)(*pvalue).y)) {
+   if ((*pvalue).y < 10 || (*pvalue).y > 73 || !rtJsonEncFastMemberUInt(ctxt, first, "\"y\":", 4, (QSUINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).textScripting > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"textScripting\":", 16, (QSUINT64)(*pvalue).textScripting)) {
+   if ((*pvalue).textScripting > 1 || !rtJsonEncFastMemberUInt(ctxt, first, "\"textScripting\":", 16, (QSUINT64)(*pvalue).textScripting)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textScripting\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4708,39 +4708,39 @@ int asn1JsonEnc_IVI_LayoutComponent_textScripting(QSCTXT* ctxt, ASN1T_IVI_Layout
 int asn1JsonEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"goodsType\":", 12, (QSUINT64)(*pvalue).goodsType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"goodsType\":", 12, (QSUINT64)(*pvalue).goodsType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"goodsType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"specialTransportType\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"specialTransportType\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadsegment\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadsegment\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersection\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"intersection\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection))) != 0) return LOG_RTERR(ctxt, stat);
@@ -4750,26 +4750,26 @@ int asn1JsonEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+   if ((*pvalue).priority > 2 || !rtJsonEncFastMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if ((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxNoOfVehicles\":", 18, (QSUINT64)(*pvalue).maxNoOfVehicles)) {
+      if ((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxNoOfVehicles\":", 18, (QSUINT64)(*pvalue).maxNoOfVehicles)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxNoOfVehicles\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4777,7 +4777,7 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if ((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxLenghtOfPlatoon\":", 21, (QSUINT64)(*pvalue).maxLenghtOfPlatoon)) {
+      if ((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxLenghtOfPlatoon\":", 21, (QSUINT64)(*pvalue).maxLenghtOfPlatoon)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLenghtOfPlatoon\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4785,7 +4785,7 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4793,7 +4793,7 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if ((*pvalue).platoonMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMaxSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMaxSpeedLimit)) {
+      if ((*pvalue).platoonMaxSpeedLimit > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"platoonMaxSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMaxSpeedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMaxSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4801,7 +4801,7 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if ((*pvalue).platoonMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMinSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMinSpeedLimit)) {
+      if ((*pvalue).platoonMinSpeedLimit > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"platoonMinSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMinSpeedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMinSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4809,7 +4809,7 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if ((*pvalue).platoonSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonSpeedRecommendation\":", 29, (QSUINT64)(*pvalue).platoonSpeedRecommendation)) {
+      if ((*pvalue).platoonSpeedRecommendation > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"platoonSpeedRecommendation\":", 29, (QSUINT64)(*pvalue).platoonSpeedRecommendation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonSpeedRecommendation\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4817,12 +4817,12 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       first = 0;
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4832,36 +4832,36 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaPositions\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"deltaPositions\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaPositionsWithAltitude\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"deltaPositionsWithAltitude\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absolutePositions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"absolutePositions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absolutePositionsWithAltitude\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"absolutePositionsWithAltitude\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
@@ -4877,125 +4877,125 @@ int asn1JsonEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceDynamicCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"condition\":", 12, (QSUINT64)(*pvalue).condition)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"condition\":", 12, (QSUINT64)(*pvalue).condition)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"condition\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || !rtJsonEncMemberInt(ctxt, first, "\"temperature\":", 14, (QSINT64)(*pvalue).temperature)) {
+   if ((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || !rtJsonEncFastMemberInt(ctxt, first, "\"temperature\":", 14, (QSINT64)(*pvalue).temperature)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"temperature\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"iceOrWaterDepth\":", 18, (QSUINT64)(*pvalue).iceOrWaterDepth)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"iceOrWaterDepth\":", 18, (QSUINT64)(*pvalue).iceOrWaterDepth)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iceOrWaterDepth\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).treatment > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"treatment\":", 12, (QSUINT64)(*pvalue).treatment)) {
+   if ((*pvalue).treatment > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"treatment\":", 12, (QSUINT64)(*pvalue).treatment)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"treatment\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceStaticCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).frictionCoefficient > 101 || !rtJsonEncMemberUInt(ctxt, first, "\"frictionCoefficient\":", 22, (QSUINT64)(*pvalue).frictionCoefficient)) {
+   if ((*pvalue).frictionCoefficient > 101 || !rtJsonEncFastMemberUInt(ctxt, first, "\"frictionCoefficient\":", 22, (QSUINT64)(*pvalue).frictionCoefficient)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"frictionCoefficient\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"material\":", 11, (QSUINT64)(*pvalue).material)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"material\":", 11, (QSUINT64)(*pvalue).material)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"material\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"wear\":", 7, (QSUINT64)(*pvalue).wear)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"wear\":", 7, (QSUINT64)(*pvalue).wear)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wear\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || !rtJsonEncMemberInt(ctxt, first, "\"avBankingAngle\":", 17, (QSINT64)(*pvalue).avBankingAngle)) {
+   if ((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || !rtJsonEncFastMemberInt(ctxt, first, "\"avBankingAngle\":", 17, (QSINT64)(*pvalue).avBankingAngle)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avBankingAngle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"code\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"code\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_RSCode_code(ctxt, &(*pvalue).code)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"viennaConvention\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"viennaConvention\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso14823\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"iso14823\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"itisCodes\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"itisCodes\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.itisCodes))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anyCatalogue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"anyCatalogue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5011,20 +5011,20 @@ int asn1JsonEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"line\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"line\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5032,141 +5032,141 @@ int asn1JsonEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"language\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"language\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).language.numbits, (*pvalue).language.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textContent\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"textContent\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).textContent)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).roadSignClass > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignClass\":", 16, (QSUINT64)(*pvalue).roadSignClass)) {
+   if ((*pvalue).roadSignClass > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roadSignClass\":", 16, (QSUINT64)(*pvalue).roadSignClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignClass\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignCode\":", 15, (QSUINT64)(*pvalue).roadSignCode)) {
+   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roadSignCode\":", 15, (QSUINT64)(*pvalue).roadSignCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).vcOption > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"vcOption\":", 11, (QSUINT64)(*pvalue).vcOption)) {
+   if ((*pvalue).vcOption > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"vcOption\":", 11, (QSUINT64)(*pvalue).vcOption)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vcOption\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.validityPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.valuePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5174,7 +5174,7 @@ int asn1JsonEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
       first = 0;
    }
    if ((*pvalue).m.unitPresent) {
-      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((*pvalue).unit > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5182,54 +5182,54 @@ int asn1JsonEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsFixValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"simpleVehicleType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"simpleVehicleType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*(*pvalue).u.simpleVehicleType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euVehicleCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3833VehicleType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"iso3833VehicleType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*(*pvalue).u.iso3833VehicleType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euroAndCo2value\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euroAndCo2value\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*(*pvalue).u.engineCharacteristics))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"loadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"loadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"usage\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"usage\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_VehicleRole(ctxt, &(*(*pvalue).u.usage))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5245,80 +5245,80 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_Vehi
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).comparisonOperator > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"comparisonOperator\":", 21, (QSUINT64)(*pvalue).comparisonOperator)) {
+   if ((*pvalue).comparisonOperator > 3 || !rtJsonEncFastMemberUInt(ctxt, first, "\"comparisonOperator\":", 21, (QSUINT64)(*pvalue).comparisonOperator)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"comparisonOperator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limits\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"limits\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges_limits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.numberOfAxles))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleDimensions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleDimensions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightLimits\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleWeightLimits\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"axleWeightLimits\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"axleWeightLimits\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"passengerCapacity\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"passengerCapacity\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"exhaustEmissionValues\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"exhaustEmissionValues\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dieselEmissionValues\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dieselEmissionValues\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundLevel\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"soundLevel\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5334,30 +5334,30 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"segment\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"segment\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"area\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"area\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"computedSegment\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"computedSegment\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5373,7 +5373,7 @@ int asn1JsonEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
