@@ -57,7 +57,7 @@ inline int rtXmlEncEndContent(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QS
 }
 
 /* Document start of a message: the XML information record (created when the context has
- * none), ASN.1 XML mode, the declaration and the root start tag, left open. */
+ * none), ASN.1 XML mode, the declaration and the root start tag. */
 int rtXmlEncBeginDocument(QSCTXT* ctxt, const QSUTF8CHAR* rootName);
 
 /* The same for decoding: information record, ASN.1 XML mode, the pull reader. */

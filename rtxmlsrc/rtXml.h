@@ -207,17 +207,11 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList);
 
 /* ---- fast element writers of the generated encoders ----------------------------------------
  * The name comes with its length (len bytes, no prefix) in storage padded with NULs to a multiple
- * of 16 bytes, so it is copied in whole blocks. Each writes the complete element (ENUMERATED: the
- * element holding the empty element named by the value's identifier; BOOLEAN in ASN.1 XML mode:
- * holding <true/> or <false/>; BIT STRING: its digits) exactly as the general writer would and
- * returns 0 when the writer state and the room in the buffer allow the one-piece form; otherwise
- * it writes nothing and returns 1, and the caller uses the general writer. The integer, start tag
- * and end tag writers are inline, in rtXmlFastEnc.h. */
-struct QSRTEnumTableEntry;
-int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
-                     const char* name, QSSIZE len);
-int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len);
-/* BIT STRING of nbits bits (at most maxbits) from data. */
+ * of 16 bytes, so it is copied in whole blocks. rtXmlEncFastBits writes the BIT STRING element of
+ * nbits bits (at most maxbits) from data exactly as the general writer would and returns 0 when
+ * the writer state and the room in the buffer allow the one-piece form; otherwise it writes
+ * nothing and returns 1, and the caller uses the general writer. The other element writers of
+ * this kind are inline, in rtXmlFastEnc.h. */
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
                      QSSIZE len);
 

@@ -995,27 +995,6 @@ inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
    return end - q;
 }
 
-/* Three lines: <name>, one level deeper <identifier/>, </name>. */
-int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * len + 5 + ilen + 3);
-   if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
-   p = fastLine(p, indent, nindent + indent);
-   *p++ = '<';
-   std::memcpy(p, identifier, ilen);
-   p += ilen;
-   *p++ = '/';
-   *p++ = '>';
-   p = fastPaddedTag(fastLine(p, indent, nindent), true, name, len);
-   fastCommit(ctxt, p);
-   ctxt->xmlState = QSXMLEND;
-   return 0;
-}
-
 } // namespace
 
 /* ---- shared with the inline writers of rtXmlFastEnc.h ------------------------------------------ */
@@ -1025,21 +1004,6 @@ const char xmlfast::kSpaces32[33] = "                                ";
 QSOCTET* xmlfast::putDigits(QSOCTET* p, QSUINT64 v)
 {
    return p + ::putDigits(p, v);
-}
-
-int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
-                     const char* name, QSSIZE len)
-{
-   if (value < 0 || value >= (QSINT32)count) return 1;
-   QSUINT16 idx = table[value].transidx;
-   if (idx >= count || table[idx].value != value || table[idx].namelen == 0) return 1;
-   return fastEmptyChild(ctxt, (const char*)table[idx].name, table[idx].namelen, name, len);
-}
-
-int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
-{
-   if (!asn1Mode(ctxt)) return 1;
-   return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
 }
 
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,

@@ -1,6 +1,7 @@
 /*
  * One-piece element writers of the XML writer, inline so that the generated encoders write their
- * most frequent elements (integers, start and end tags of structured members) without a call.
+ * most frequent elements (integers, enumerations, booleans, start and end tags of structured
+ * members) without a call.
  *
  * They apply to the common shapes only: ASN.1 XML mode or plain, inside the root element, no start
  * tag pending, no nil mark, no canonical form, space indentation, room in the buffer. Runs of
@@ -20,6 +21,7 @@
 #include "rtxmlsrc/rtXml.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxEnum.h"
 
 /* The writers below are inlined at every call, where the name and its length are constants. */
 #if defined(__GNUC__)
@@ -108,7 +110,44 @@ XMLFAST_INLINE int decimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, cons
    return 0;
 }
 
+/* Three lines: <name>, one level deeper <identifier/> (ilen bytes, not padded), </name>. */
+XMLFAST_INLINE int emptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!state(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = room(ctxt, 3 + 3 * nindent + indent + 2 * len + 5 + ilen + 3);
+   if (p == 0) return 1;
+   p = tag(line(p, indent, nindent), false, name, len);
+   p = line(p, indent, nindent + indent);
+   *p++ = '<';
+   memcpy(p, identifier, ilen);
+   p += ilen;
+   *p++ = '/';
+   *p++ = '>';
+   commit(ctxt, tag(line(p, indent, nindent), true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
 } // namespace xmlfast
+
+/* ENUMERATED element holding the empty element named by the value's identifier. */
+XMLFAST_INLINE int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
+                                    const char* name, QSSIZE len)
+{
+   if (value < 0 || value >= (QSINT32)count) return 1;
+   QSUINT16 idx = table[value].transidx;
+   if (idx >= count || table[idx].value != value || table[idx].namelen == 0) return 1;
+   return xmlfast::emptyChild(ctxt, (const char*)table[idx].name, table[idx].namelen, name, len);
+}
+
+/* BOOLEAN element in ASN.1 XML mode, holding <true/> or <false/>. */
+XMLFAST_INLINE int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
+{
+   if ((ctxt->flags & QSXMLCTXT) == 0) return 1;
+   return xmlfast::emptyChild(ctxt, value ? "true" : "false", value ? 4 : 5, name, len);
+}
 
 /* INTEGER element holding the decimal value, written as the general writer would: 0, or 1 when
  * nothing was written. */

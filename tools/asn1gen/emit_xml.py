@@ -594,9 +594,12 @@ class XmlFamily(Family):
         root = td.asn1_name
         w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {")
         w.line("   QSCTXT* ctxt = msgBuf.getCtxtPtr();")
-        w.line("   if ((stat = rtXmlEncBeginDocument(ctxt, %s)) != 0) return stat;" % qs(root))
+        # the root name padded for the inline end tag, which finds it on the name stack
+        size = (len(root.encode("utf-8")) // 16 + 1) * 16
+        w.line('   static const char root[%d] = "%s";' % (size, root))
+        w.line("   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;")
         w.line("   if ((stat = XmlEnc_%s(ctxt, &msgData, %s, 0)) != 0) return stat;" % (td.cname, qs("")))
-        w.line("   return rtXmlEncEndElement(ctxt, %s, 0);" % qs(root))
+        w.line("   return rtXmlEncFastEnd(ctxt, root, %d);" % len(root.encode("utf-8")))
         w.line("}")
 
     def decode_branch(self, w, td):
