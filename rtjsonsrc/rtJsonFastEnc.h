@@ -71,8 +71,11 @@ JSONFAST_INLINE void copyShort(QSOCTET* p, const char* s, QSSIZE n)
    }
 }
 
-/* The decimal digits of v (10 or more) at p (room for 20 bytes is the caller's); the end. */
+/* The decimal digits of v (100 or more) at p (room for 20 bytes is the caller's); the end. */
 QSOCTET* putDigits(QSOCTET* p, QSUINT64 v);
+
+/* "00" to "99". */
+extern const char kTwoDigits[201];
 
 /* [","] line feed, indentation and key at the cursor, then [-]digits; room checked here. */
 JSONFAST_INLINE bool memberDecimal(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, bool negative,
@@ -88,8 +91,16 @@ JSONFAST_INLINE bool memberDecimal(QSCTXT* ctxt, QSBOOL first, const char* key, 
    p += keyLen;
    *p = '-';
    p += negative ? 1 : 0;
-   if (magnitude < 10) *p++ = (QSOCTET)('0' + magnitude);
-   else p = putDigits(p, magnitude);
+   if (magnitude < 10) {
+      *p++ = (QSOCTET)('0' + magnitude);
+   }
+   else if (magnitude < 100) {
+      memcpy(p, kTwoDigits + 2 * magnitude, 2);
+      p += 2;
+   }
+   else {
+      p = putDigits(p, magnitude);
+   }
    ctxt->lastChar = p[-1];
    *p = 0;
    b.byteIndex = (QSSIZE)(p - b.data);

@@ -88,9 +88,12 @@ XMLFAST_INLINE QSOCTET* tag(QSOCTET* p, bool endTag, const char* name, QSSIZE le
    return p;
 }
 
-/* The decimal digits of v (10 or more) at p, with up to 24 bytes of scratch behind them; the new
+/* The decimal digits of v (100 or more) at p, with up to 24 bytes of scratch behind them; the new
  * cursor. */
 QSOCTET* putDigits(QSOCTET* p, QSUINT64 v);
+
+/* "00" to "99". */
+extern const char kTwoDigits[201];
 
 /* <name>[-]digits</name> on a line of its own. */
 XMLFAST_INLINE int decimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
@@ -103,8 +106,16 @@ XMLFAST_INLINE int decimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, cons
    p = tag(line(p, indent, nindent), false, name, len);
    *p = '-';
    p += negative;
-   if (magnitude < 10) *p++ = (QSOCTET)('0' + magnitude);
-   else p = putDigits(p, magnitude);
+   if (magnitude < 10) {
+      *p++ = (QSOCTET)('0' + magnitude);
+   }
+   else if (magnitude < 100) {
+      memcpy(p, kTwoDigits + 2 * magnitude, 2);
+      p += 2;
+   }
+   else {
+      p = putDigits(p, magnitude);
+   }
    commit(ctxt, tag(p, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
