@@ -214,6 +214,9 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList);
  * this kind are inline, in rtXmlFastEnc.h. */
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
                      QSSIZE len);
+/* The same for a character string of lo to hi bytes (a byte length outside them, an empty string
+ * or a byte that needs an entity is left to the general writer). */
+int rtXmlEncFastStr(QSCTXT* ctxt, const char* value, QSSIZE lo, QSSIZE hi, const char* name, QSSIZE len);
 
 /* ================================ reader ================================ */
 

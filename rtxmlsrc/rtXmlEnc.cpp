@@ -1024,3 +1024,19 @@ int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE max
    ctxt->xmlState = QSXMLEND;
    return 0;
 }
+
+int rtXmlEncFastStr(QSCTXT* ctxt, const char* value, QSSIZE lo, QSSIZE hi, const char* name, QSSIZE len)
+{
+   if (value == nullptr) return 1;
+   QSSIZE n = (QSSIZE)std::strlen(value);
+   QSSIZE indent;
+   if (n == 0 || n < lo || n > hi || needsEscape((const QSUTF8CHAR*)value, n) || !fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + n);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   std::memcpy(p, value, n);
+   fastCommit(ctxt, fastPaddedTag(p + n, true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}

@@ -75,16 +75,17 @@ int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"AVIAEINumberingAndDataStructures", 0};
 
 /* Element names of the fast element writers. */
-static const char XmlName_0[16] = "fill";
+static const char XmlName_0[16] = "vin";
+static const char XmlName_1[16] = "fill";
 
 int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastStr(ctxt, (*pvalue).vin, 0, 1099511627776, XmlName_0, 3) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_0, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_1, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

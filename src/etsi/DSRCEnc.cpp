@@ -9290,172 +9290,179 @@ static const char XmlName_12[16] = "rev";
 static const char XmlName_13[16] = "anchorPoint";
 static const char XmlName_14[16] = "rtcmHeader";
 static const char XmlName_15[16] = "msgs";
-static const char XmlName_16[16] = "second";
-static const char XmlName_17[16] = "sequenceNumber";
-static const char XmlName_18[16] = "requests";
-static const char XmlName_19[16] = "requestor";
-static const char XmlName_20[16] = "status";
-static const char XmlName_21[16] = "type";
-static const char XmlName_22[16] = "speed";
-static const char XmlName_23[16] = "confidence";
-static const char XmlName_24[16] = "distance";
-static const char XmlName_25[16] = "class";
-static const char XmlName_26[16] = "AdvisorySpeed";
-static const char XmlName_27[16] = "antOffsetX";
-static const char XmlName_28[16] = "antOffsetY";
-static const char XmlName_29[16] = "antOffsetZ";
-static const char XmlName_30[16] = "referenceLaneId";
-static const char XmlName_31[16] = "offsetXaxis";
-static const char XmlName_32[16] = "offsetYaxis";
-static const char XmlName_33[16] = "rotateXY";
-static const char XmlName_34[16] = "scaleXaxis";
-static const char XmlName_35[16] = "scaleYaxis";
-static const char XmlName_36[16] = "small";
-static const char XmlName_37[16] = "large";
-static const char XmlName_38[16] = "Connection";
-static const char XmlName_39[16] = "lane";
-static const char XmlName_40[16] = "maneuver";
-static const char XmlName_41[16] = "connectingLane";
-static const char XmlName_42[32] = "remoteIntersection";
-static const char XmlName_43[16] = "signalGroup";
-static const char XmlName_44[16] = "userClass";
-static const char XmlName_45[16] = "connectionID";
-static const char XmlName_46[16] = "queueLength";
-static const char XmlName_47[32] = "availableStorageLength";
-static const char XmlName_48[16] = "waitOnStop";
-static const char XmlName_49[32] = "pedBicycleDetect";
-static const char XmlName_50[16] = "year";
-static const char XmlName_51[16] = "month";
-static const char XmlName_52[16] = "day";
-static const char XmlName_53[16] = "hour";
-static const char XmlName_54[16] = "minute";
-static const char XmlName_55[16] = "offset";
-static const char XmlName_56[16] = "LaneID";
-static const char XmlName_57[16] = "utcTime";
-static const char XmlName_58[16] = "long";
-static const char XmlName_59[16] = "lat";
-static const char XmlName_60[16] = "elevation";
-static const char XmlName_61[16] = "heading";
-static const char XmlName_62[16] = "posAccuracy";
-static const char XmlName_63[16] = "timeConfidence";
-static const char XmlName_64[16] = "posConfidence";
-static const char XmlName_65[16] = "speedConfidence";
-static const char XmlName_66[16] = "laneID";
-static const char XmlName_67[16] = "ingressApproach";
-static const char XmlName_68[16] = "egressApproach";
-static const char XmlName_69[16] = "laneAttributes";
-static const char XmlName_70[16] = "maneuvers";
-static const char XmlName_71[16] = "nodeList";
-static const char XmlName_72[16] = "connectsTo";
-static const char XmlName_73[16] = "overlays";
-static const char XmlName_74[16] = "approach";
-static const char XmlName_75[16] = "connection";
-static const char XmlName_76[16] = "id";
-static const char XmlName_77[16] = "revision";
-static const char XmlName_78[16] = "refPoint";
-static const char XmlName_79[16] = "laneWidth";
-static const char XmlName_80[16] = "speedLimits";
-static const char XmlName_81[16] = "laneSet";
-static const char XmlName_82[32] = "preemptPriorityData";
-static const char XmlName_83[32] = "IntersectionGeometry";
-static const char XmlName_84[16] = "region";
-static const char XmlName_85[16] = "moy";
-static const char XmlName_86[16] = "enabledLanes";
-static const char XmlName_87[16] = "states";
-static const char XmlName_88[32] = "maneuverAssistList";
-static const char XmlName_89[32] = "IntersectionState";
-static const char XmlName_90[16] = "directionalUse";
-static const char XmlName_91[16] = "sharedWith";
-static const char XmlName_92[16] = "laneType";
-static const char XmlName_93[32] = "pathEndPointAngle";
-static const char XmlName_94[32] = "laneCrownPointCenter";
-static const char XmlName_95[32] = "laneCrownPointLeft";
-static const char XmlName_96[32] = "laneCrownPointRight";
-static const char XmlName_97[16] = "laneAngle";
-static const char XmlName_98[32] = "LaneDataAttribute";
-static const char XmlName_99[16] = "GenericLane";
-static const char XmlName_100[16] = "vehicle";
-static const char XmlName_101[16] = "crosswalk";
-static const char XmlName_102[16] = "bikeLane";
-static const char XmlName_103[16] = "sidewalk";
-static const char XmlName_104[16] = "median";
-static const char XmlName_105[16] = "striping";
-static const char XmlName_106[16] = "trackedVehicle";
-static const char XmlName_107[16] = "parking";
-static const char XmlName_108[32] = "ConnectionManeuverAssist";
-static const char XmlName_109[16] = "eventState";
-static const char XmlName_110[16] = "timing";
-static const char XmlName_111[16] = "speeds";
-static const char XmlName_112[16] = "MovementEvent";
-static const char XmlName_113[16] = "MovementState";
-static const char XmlName_114[32] = "state-time-speed";
-static const char XmlName_115[16] = "localNode";
-static const char XmlName_116[16] = "disabled";
-static const char XmlName_117[16] = "enabled";
-static const char XmlName_118[16] = "data";
-static const char XmlName_119[16] = "dWidth";
-static const char XmlName_120[16] = "dElevation";
-static const char XmlName_121[16] = "NodeAttributeXY";
-static const char XmlName_122[16] = "lon";
-static const char XmlName_123[16] = "x";
-static const char XmlName_124[16] = "y";
-static const char XmlName_125[16] = "nodes";
-static const char XmlName_126[16] = "computed";
-static const char XmlName_127[16] = "node-XY1";
-static const char XmlName_128[16] = "node-XY2";
-static const char XmlName_129[16] = "node-XY3";
-static const char XmlName_130[16] = "node-XY4";
-static const char XmlName_131[16] = "node-XY5";
-static const char XmlName_132[16] = "node-XY6";
-static const char XmlName_133[16] = "node-LatLon";
-static const char XmlName_134[16] = "delta";
-static const char XmlName_135[16] = "attributes";
-static const char XmlName_136[16] = "NodeXY";
-static const char XmlName_137[16] = "semiMajor";
-static const char XmlName_138[16] = "semiMinor";
-static const char XmlName_139[16] = "orientation";
-static const char XmlName_140[16] = "pos";
-static const char XmlName_141[32] = "SignalControlZone";
-static const char XmlName_142[16] = "position";
-static const char XmlName_143[16] = "transitStatus";
-static const char XmlName_144[32] = "transitOccupancy";
-static const char XmlName_145[16] = "transitSchedule";
-static const char XmlName_146[16] = "role";
-static const char XmlName_147[16] = "subrole";
-static const char XmlName_148[16] = "request";
-static const char XmlName_149[16] = "iso3883";
-static const char XmlName_150[16] = "hpmsType";
-static const char XmlName_151[16] = "users";
-static const char XmlName_152[32] = "RestrictionClassAssignment";
-static const char XmlName_153[16] = "basicType";
-static const char XmlName_154[32] = "RestrictionUserType";
-static const char XmlName_155[16] = "roadLaneSet";
-static const char XmlName_156[16] = "RoadSegment";
-static const char XmlName_157[16] = "offsetSet";
-static const char XmlName_158[32] = "SegmentAttributeXY";
-static const char XmlName_159[16] = "zone";
-static const char XmlName_160[16] = "typeData";
-static const char XmlName_161[16] = "requestID";
-static const char XmlName_162[16] = "requestType";
-static const char XmlName_163[16] = "inBoundLane";
-static const char XmlName_164[16] = "outBoundLane";
-static const char XmlName_165[32] = "SignalRequestPackage";
-static const char XmlName_166[16] = "duration";
-static const char XmlName_167[16] = "sigStatus";
-static const char XmlName_168[16] = "SignalStatus";
-static const char XmlName_169[32] = "SignalStatusPackage";
-static const char XmlName_170[16] = "requester";
-static const char XmlName_171[16] = "inboundOn";
-static const char XmlName_172[16] = "outboundOn";
-static const char XmlName_173[16] = "throttle";
-static const char XmlName_174[32] = "RegulatorySpeedLimit";
-static const char XmlName_175[16] = "startTime";
-static const char XmlName_176[16] = "minEndTime";
-static const char XmlName_177[16] = "maxEndTime";
-static const char XmlName_178[16] = "likelyTime";
-static const char XmlName_179[16] = "nextTime";
-static const char XmlName_180[16] = "transmisson";
-static const char XmlName_181[16] = "stationID";
+static const char XmlName_16[16] = "name";
+static const char XmlName_17[16] = "second";
+static const char XmlName_18[16] = "sequenceNumber";
+static const char XmlName_19[16] = "requests";
+static const char XmlName_20[16] = "requestor";
+static const char XmlName_21[16] = "status";
+static const char XmlName_22[16] = "type";
+static const char XmlName_23[16] = "speed";
+static const char XmlName_24[16] = "confidence";
+static const char XmlName_25[16] = "distance";
+static const char XmlName_26[16] = "class";
+static const char XmlName_27[16] = "AdvisorySpeed";
+static const char XmlName_28[16] = "antOffsetX";
+static const char XmlName_29[16] = "antOffsetY";
+static const char XmlName_30[16] = "antOffsetZ";
+static const char XmlName_31[16] = "referenceLaneId";
+static const char XmlName_32[16] = "offsetXaxis";
+static const char XmlName_33[16] = "offsetYaxis";
+static const char XmlName_34[16] = "rotateXY";
+static const char XmlName_35[16] = "scaleXaxis";
+static const char XmlName_36[16] = "scaleYaxis";
+static const char XmlName_37[16] = "small";
+static const char XmlName_38[16] = "large";
+static const char XmlName_39[16] = "Connection";
+static const char XmlName_40[16] = "lane";
+static const char XmlName_41[16] = "maneuver";
+static const char XmlName_42[16] = "connectingLane";
+static const char XmlName_43[32] = "remoteIntersection";
+static const char XmlName_44[16] = "signalGroup";
+static const char XmlName_45[16] = "userClass";
+static const char XmlName_46[16] = "connectionID";
+static const char XmlName_47[16] = "queueLength";
+static const char XmlName_48[32] = "availableStorageLength";
+static const char XmlName_49[16] = "waitOnStop";
+static const char XmlName_50[32] = "pedBicycleDetect";
+static const char XmlName_51[16] = "processMethod";
+static const char XmlName_52[16] = "processAgency";
+static const char XmlName_53[16] = "lastCheckedDate";
+static const char XmlName_54[16] = "geoidUsed";
+static const char XmlName_55[16] = "year";
+static const char XmlName_56[16] = "month";
+static const char XmlName_57[16] = "day";
+static const char XmlName_58[16] = "hour";
+static const char XmlName_59[16] = "minute";
+static const char XmlName_60[16] = "offset";
+static const char XmlName_61[16] = "LaneID";
+static const char XmlName_62[16] = "utcTime";
+static const char XmlName_63[16] = "long";
+static const char XmlName_64[16] = "lat";
+static const char XmlName_65[16] = "elevation";
+static const char XmlName_66[16] = "heading";
+static const char XmlName_67[16] = "posAccuracy";
+static const char XmlName_68[16] = "timeConfidence";
+static const char XmlName_69[16] = "posConfidence";
+static const char XmlName_70[16] = "speedConfidence";
+static const char XmlName_71[16] = "laneID";
+static const char XmlName_72[16] = "ingressApproach";
+static const char XmlName_73[16] = "egressApproach";
+static const char XmlName_74[16] = "laneAttributes";
+static const char XmlName_75[16] = "maneuvers";
+static const char XmlName_76[16] = "nodeList";
+static const char XmlName_77[16] = "connectsTo";
+static const char XmlName_78[16] = "overlays";
+static const char XmlName_79[16] = "approach";
+static const char XmlName_80[16] = "connection";
+static const char XmlName_81[16] = "id";
+static const char XmlName_82[16] = "revision";
+static const char XmlName_83[16] = "refPoint";
+static const char XmlName_84[16] = "laneWidth";
+static const char XmlName_85[16] = "speedLimits";
+static const char XmlName_86[16] = "laneSet";
+static const char XmlName_87[32] = "preemptPriorityData";
+static const char XmlName_88[32] = "IntersectionGeometry";
+static const char XmlName_89[16] = "region";
+static const char XmlName_90[16] = "moy";
+static const char XmlName_91[16] = "enabledLanes";
+static const char XmlName_92[16] = "states";
+static const char XmlName_93[32] = "maneuverAssistList";
+static const char XmlName_94[32] = "IntersectionState";
+static const char XmlName_95[16] = "directionalUse";
+static const char XmlName_96[16] = "sharedWith";
+static const char XmlName_97[16] = "laneType";
+static const char XmlName_98[32] = "pathEndPointAngle";
+static const char XmlName_99[32] = "laneCrownPointCenter";
+static const char XmlName_100[32] = "laneCrownPointLeft";
+static const char XmlName_101[32] = "laneCrownPointRight";
+static const char XmlName_102[16] = "laneAngle";
+static const char XmlName_103[32] = "LaneDataAttribute";
+static const char XmlName_104[16] = "GenericLane";
+static const char XmlName_105[16] = "vehicle";
+static const char XmlName_106[16] = "crosswalk";
+static const char XmlName_107[16] = "bikeLane";
+static const char XmlName_108[16] = "sidewalk";
+static const char XmlName_109[16] = "median";
+static const char XmlName_110[16] = "striping";
+static const char XmlName_111[16] = "trackedVehicle";
+static const char XmlName_112[16] = "parking";
+static const char XmlName_113[32] = "ConnectionManeuverAssist";
+static const char XmlName_114[16] = "eventState";
+static const char XmlName_115[16] = "timing";
+static const char XmlName_116[16] = "speeds";
+static const char XmlName_117[16] = "MovementEvent";
+static const char XmlName_118[16] = "MovementState";
+static const char XmlName_119[16] = "movementName";
+static const char XmlName_120[32] = "state-time-speed";
+static const char XmlName_121[16] = "localNode";
+static const char XmlName_122[16] = "disabled";
+static const char XmlName_123[16] = "enabled";
+static const char XmlName_124[16] = "data";
+static const char XmlName_125[16] = "dWidth";
+static const char XmlName_126[16] = "dElevation";
+static const char XmlName_127[16] = "NodeAttributeXY";
+static const char XmlName_128[16] = "lon";
+static const char XmlName_129[16] = "x";
+static const char XmlName_130[16] = "y";
+static const char XmlName_131[16] = "nodes";
+static const char XmlName_132[16] = "computed";
+static const char XmlName_133[16] = "node-XY1";
+static const char XmlName_134[16] = "node-XY2";
+static const char XmlName_135[16] = "node-XY3";
+static const char XmlName_136[16] = "node-XY4";
+static const char XmlName_137[16] = "node-XY5";
+static const char XmlName_138[16] = "node-XY6";
+static const char XmlName_139[16] = "node-LatLon";
+static const char XmlName_140[16] = "delta";
+static const char XmlName_141[16] = "attributes";
+static const char XmlName_142[16] = "NodeXY";
+static const char XmlName_143[16] = "semiMajor";
+static const char XmlName_144[16] = "semiMinor";
+static const char XmlName_145[16] = "orientation";
+static const char XmlName_146[16] = "pos";
+static const char XmlName_147[32] = "SignalControlZone";
+static const char XmlName_148[16] = "position";
+static const char XmlName_149[16] = "routeName";
+static const char XmlName_150[16] = "transitStatus";
+static const char XmlName_151[32] = "transitOccupancy";
+static const char XmlName_152[16] = "transitSchedule";
+static const char XmlName_153[16] = "role";
+static const char XmlName_154[16] = "subrole";
+static const char XmlName_155[16] = "request";
+static const char XmlName_156[16] = "iso3883";
+static const char XmlName_157[16] = "hpmsType";
+static const char XmlName_158[16] = "users";
+static const char XmlName_159[32] = "RestrictionClassAssignment";
+static const char XmlName_160[16] = "basicType";
+static const char XmlName_161[32] = "RestrictionUserType";
+static const char XmlName_162[16] = "roadLaneSet";
+static const char XmlName_163[16] = "RoadSegment";
+static const char XmlName_164[16] = "offsetSet";
+static const char XmlName_165[32] = "SegmentAttributeXY";
+static const char XmlName_166[16] = "zone";
+static const char XmlName_167[16] = "typeData";
+static const char XmlName_168[16] = "requestID";
+static const char XmlName_169[16] = "requestType";
+static const char XmlName_170[16] = "inBoundLane";
+static const char XmlName_171[16] = "outBoundLane";
+static const char XmlName_172[32] = "SignalRequestPackage";
+static const char XmlName_173[16] = "duration";
+static const char XmlName_174[16] = "sigStatus";
+static const char XmlName_175[16] = "SignalStatus";
+static const char XmlName_176[32] = "SignalStatusPackage";
+static const char XmlName_177[16] = "requester";
+static const char XmlName_178[16] = "inboundOn";
+static const char XmlName_179[16] = "outboundOn";
+static const char XmlName_180[16] = "throttle";
+static const char XmlName_181[32] = "RegulatorySpeedLimit";
+static const char XmlName_182[16] = "startTime";
+static const char XmlName_183[16] = "minEndTime";
+static const char XmlName_184[16] = "maxEndTime";
+static const char XmlName_185[16] = "likelyTime";
+static const char XmlName_186[16] = "nextTime";
+static const char XmlName_187[16] = "transmisson";
+static const char XmlName_188[16] = "stationID";
 
 int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -9667,7 +9674,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (!((*pvalue).intersections.count < 1) && !((*pvalue).intersections.count > 32) && rtXmlEncFastStart(ctxt, XmlName_4, 13) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9737,23 +9744,23 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestsPresent) {
-      if (!((*pvalue).requests.count < 1) && !((*pvalue).requests.count > 32) && rtXmlEncFastStart(ctxt, XmlName_18, 8) == 0) {
+      if (!((*pvalue).requests.count < 1) && !((*pvalue).requests.count > 32) && rtXmlEncFastStart(ctxt, XmlName_19, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_18, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"requests", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_19, 9) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_20, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -9819,13 +9826,13 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).status.count < 1) && !((*pvalue).status.count > 32) && rtXmlEncFastStart(ctxt, XmlName_20, 6) == 0) {
+   if (!((*pvalue).status.count < 1) && !((*pvalue).status.count > 32) && rtXmlEncFastStart(ctxt, XmlName_21, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -9888,18 +9895,18 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_22, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if (((*pvalue).confidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).confidence, XmlName_23, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).confidence, XmlName_24, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if (((*pvalue).distance > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).distance, XmlName_24, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).distance > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).distance, XmlName_25, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.class_Present) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).class_, XmlName_25, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).class_, XmlName_26, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -9960,9 +9967,9 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_26, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_27, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_27, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -9978,9 +9985,9 @@ int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_27, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_28, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_28, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_30, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9990,31 +9997,31 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_30, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_31, 11) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_31, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_32, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"offsetXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_32, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"offsetYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if (((*pvalue).rotateXY > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).rotateXY, XmlName_33, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).rotateXY > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).rotateXY, XmlName_34, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if (((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleXaxis, XmlName_34, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleXaxis, XmlName_35, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if (((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleYaxis, XmlName_35, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleYaxis, XmlName_36, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -10039,11 +10046,11 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_36, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_38, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -10061,11 +10068,11 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_36, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_38, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -10119,9 +10126,9 @@ int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_38, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_39, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_39, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10137,9 +10144,9 @@ int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_40, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
-      if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_40, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_41, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10150,18 +10157,18 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_41, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_42, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"connectingLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_43, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10169,13 +10176,13 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"remoteIntersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_44, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_44, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_45, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_46, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10186,18 +10193,18 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_46, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.queueLengthPresent) {
-      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_46, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_47, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_47, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_48, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_48, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_49, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_49, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_50, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -10265,28 +10272,28 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).processMethod, 0, 1099511627776, XmlName_51, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).processAgency, 0, 1099511627776, XmlName_52, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).lastCheckedDate, 0, 1099511627776, XmlName_53, 15) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).geoidUsed, 0, 1099511627776, XmlName_54, 9) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10299,25 +10306,25 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_50, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_55, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_51, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_56, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_52, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_57, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_53, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_58, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_60, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10330,7 +10337,7 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_61, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10342,27 +10349,27 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.utcTimePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_57, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"utcTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_63, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10370,9 +10377,9 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_62, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_67, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_67, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10380,12 +10387,12 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"posAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_63, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_68, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_64, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_69, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10393,9 +10400,9 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"posConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_65, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_70, 15) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10412,39 +10419,39 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_66, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_71, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_67, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_72, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_68, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_73, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_69, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_74, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"laneAttributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if (((*pvalue).maneuvers.numbits < 12 || (*pvalue).maneuvers.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuvers.numbits, (*pvalue).maneuvers.data, 8 * sizeof((*pvalue).maneuvers.data), XmlName_70, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuvers.numbits < 12 || (*pvalue).maneuvers.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuvers.numbits, (*pvalue).maneuvers.data, 8 * sizeof((*pvalue).maneuvers.data), XmlName_75, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_71, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"nodeList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_72, 10) == 0) {
+      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_77, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_77, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10452,9 +10459,9 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"connectsTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_73, 8) == 0) {
+      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_73, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10525,15 +10532,15 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.lane), XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.lane), XmlName_40, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_74, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_79, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_75, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_80, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -10553,50 +10560,50 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_83, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_84, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_81, 7) == 0) {
+   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_86, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"laneSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_82, 19) == 0) {
+      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_87, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_82, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10662,9 +10669,9 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_83, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_88, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10681,9 +10688,9 @@ int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_89, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10694,46 +10701,46 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).status.numbits < 16 || (*pvalue).status.numbits > 16 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status.numbits < 16 || (*pvalue).status.numbits > 16 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_85, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_90, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_86, 12) == 0) {
+      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_91, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_91, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"enabledLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_87, 6) == 0) {
+   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_92, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_92, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"states", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_93, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_93, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10803,9 +10810,9 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_89, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_94, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_89, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_94, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10821,11 +10828,11 @@ int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_90, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_91, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_92, 8) == 0) {
+   if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_95, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_96, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_97, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_92, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_97, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -10874,29 +10881,29 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_93, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_98, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_94, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_99, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_95, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_100, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_96, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_101, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_97, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_102, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10970,9 +10977,9 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_98, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_103, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_98, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_103, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10990,9 +10997,9 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_104, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11020,35 +11027,35 @@ int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastBits(ctxt, (*(*pvalue).u.vehicle).numbits, (*(*pvalue).u.vehicle).data, 8 * sizeof((*(*pvalue).u.vehicle).data), XmlName_100, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBits(ctxt, (*(*pvalue).u.vehicle).numbits, (*(*pvalue).u.vehicle).data, 8 * sizeof((*(*pvalue).u.vehicle).data), XmlName_105, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.crosswalk).numbits < 16 || (*(*pvalue).u.crosswalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.crosswalk).numbits, (*(*pvalue).u.crosswalk).data, 8 * sizeof((*(*pvalue).u.crosswalk).data), XmlName_101, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.crosswalk).numbits < 16 || (*(*pvalue).u.crosswalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.crosswalk).numbits, (*(*pvalue).u.crosswalk).data, 8 * sizeof((*(*pvalue).u.crosswalk).data), XmlName_106, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.bikeLane).numbits < 16 || (*(*pvalue).u.bikeLane).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.bikeLane).numbits, (*(*pvalue).u.bikeLane).data, 8 * sizeof((*(*pvalue).u.bikeLane).data), XmlName_102, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.bikeLane).numbits < 16 || (*(*pvalue).u.bikeLane).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.bikeLane).numbits, (*(*pvalue).u.bikeLane).data, 8 * sizeof((*(*pvalue).u.bikeLane).data), XmlName_107, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.sidewalk).numbits < 16 || (*(*pvalue).u.sidewalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.sidewalk).numbits, (*(*pvalue).u.sidewalk).data, 8 * sizeof((*(*pvalue).u.sidewalk).data), XmlName_103, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.sidewalk).numbits < 16 || (*(*pvalue).u.sidewalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.sidewalk).numbits, (*(*pvalue).u.sidewalk).data, 8 * sizeof((*(*pvalue).u.sidewalk).data), XmlName_108, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.median).numbits < 16 || (*(*pvalue).u.median).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.median).numbits, (*(*pvalue).u.median).data, 8 * sizeof((*(*pvalue).u.median).data), XmlName_104, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.median).numbits < 16 || (*(*pvalue).u.median).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.median).numbits, (*(*pvalue).u.median).data, 8 * sizeof((*(*pvalue).u.median).data), XmlName_109, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.striping).numbits < 16 || (*(*pvalue).u.striping).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.striping).numbits, (*(*pvalue).u.striping).data, 8 * sizeof((*(*pvalue).u.striping).data), XmlName_105, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.striping).numbits < 16 || (*(*pvalue).u.striping).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.striping).numbits, (*(*pvalue).u.striping).data, 8 * sizeof((*(*pvalue).u.striping).data), XmlName_110, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.trackedVehicle).numbits < 16 || (*(*pvalue).u.trackedVehicle).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.trackedVehicle).numbits, (*(*pvalue).u.trackedVehicle).data, 8 * sizeof((*(*pvalue).u.trackedVehicle).data), XmlName_106, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trackedVehicle).numbits < 16 || (*(*pvalue).u.trackedVehicle).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.trackedVehicle).numbits, (*(*pvalue).u.trackedVehicle).data, 8 * sizeof((*(*pvalue).u.trackedVehicle).data), XmlName_111, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.parking).numbits < 16 || (*(*pvalue).u.parking).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.parking).numbits, (*(*pvalue).u.parking).data, 8 * sizeof((*(*pvalue).u.parking).data), XmlName_107, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.parking).numbits < 16 || (*(*pvalue).u.parking).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.parking).numbits, (*(*pvalue).u.parking).data, 8 * sizeof((*(*pvalue).u.parking).data), XmlName_112, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
@@ -11069,9 +11076,9 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_108, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_113, 24) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_108, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11087,11 +11094,11 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_109, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_114, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_110, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_115, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_110, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11099,9 +11106,9 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       else if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"timing", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_111, 6) == 0) {
+      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_116, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_111, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11171,9 +11178,9 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_112, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_117, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_112, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11191,9 +11198,9 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_113, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_118, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11210,21 +11217,21 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.movementNamePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).movementName, 1, 63, XmlName_119, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_114, 16) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_44, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_120, 16) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_114, 16)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_120, 16)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"state-time-speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_93, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_93, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11289,9 +11296,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.localNodePresent) {
-      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_115, 9) == 0) {
+      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_121, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_121, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11299,9 +11306,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"localNode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_116, 8) == 0) {
+      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_122, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_122, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11309,9 +11316,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"disabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_117, 7) == 0) {
+      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_123, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_123, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11319,9 +11326,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"enabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_118, 4) == 0) {
+      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_124, 4) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_124, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11329,10 +11336,10 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"data", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_119, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_125, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_120, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_126, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11406,7 +11413,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_121, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_127, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11417,8 +11424,8 @@ int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_122, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_128, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11428,8 +11435,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11439,8 +11446,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11450,8 +11457,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11461,8 +11468,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11472,8 +11479,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11483,8 +11490,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11497,9 +11504,9 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_125, 5) == 0) {
+      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_131, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_125, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_131, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11508,9 +11515,9 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
       break;
    case 2:
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_126, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_132, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_126, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_132, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11537,9 +11544,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_127, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_133, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_127, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_133, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11548,9 +11555,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 2:
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_128, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_134, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_128, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11559,9 +11566,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 3:
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_129, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_135, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_129, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11570,9 +11577,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 4:
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_130, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_136, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_136, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11581,9 +11588,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 5:
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_131, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_137, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_131, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_137, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11592,9 +11599,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 6:
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_132, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_138, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_132, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_138, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11603,9 +11610,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 7:
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_133, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_139, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_133, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_139, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11653,18 +11660,18 @@ int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_134, 5) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_140, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_140, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"delta", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_135, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_141, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11683,9 +11690,9 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_136, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_142, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_136, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11703,7 +11710,7 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_61, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11714,9 +11721,9 @@ int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_137, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_138, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_139, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_143, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_144, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_145, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11726,8 +11733,8 @@ int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_140, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_146, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11737,10 +11744,10 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_63, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11805,9 +11812,9 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_141, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_147, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_147, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11823,8 +11830,8 @@ int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_22, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11834,18 +11841,18 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.typePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_21, 4) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_22, 4) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11853,9 +11860,9 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_148, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11863,19 +11870,19 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.routeNamePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).routeName, 1, 63, XmlName_149, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if (((*pvalue).transitStatus.numbits < 8 || (*pvalue).transitStatus.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).transitStatus.numbits, (*pvalue).transitStatus.data, 8 * sizeof((*pvalue).transitStatus.data), XmlName_143, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitStatus.numbits < 8 || (*pvalue).transitStatus.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).transitStatus.numbits, (*pvalue).transitStatus.data, 8 * sizeof((*pvalue).transitStatus.data), XmlName_150, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_144, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_151, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_145, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_152, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11938,21 +11945,21 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_148, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11969,18 +11976,18 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_153, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_147, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_154, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_155, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_149, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_156, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_150, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_157, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -12019,10 +12026,10 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_151, 5) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_158, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_158, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12039,9 +12046,9 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_159, 26) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12060,7 +12067,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_153, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_160, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -12133,9 +12140,9 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_154, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_161, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_161, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12153,9 +12160,9 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_104, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12172,9 +12179,9 @@ int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_89, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12185,41 +12192,41 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_83, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_84, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_155, 11) == 0) {
+   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_162, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_162, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12284,9 +12291,9 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_156, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_163, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_156, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12302,10 +12309,10 @@ int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_157, 9) == 0) {
+   if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_164, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_157, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12335,7 +12342,7 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_158, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_165, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12346,9 +12353,9 @@ int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_159, 4) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_166, 4) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 4)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_166, 4)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12381,23 +12388,23 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_155, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rolePresent) {
-      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_153, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_160, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_167, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_160, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12414,28 +12421,28 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_161, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_162, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_163, 11) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_168, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_169, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_170, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"inBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_164, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12501,9 +12508,9 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_165, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_165, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12519,22 +12526,22 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_148, 7) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_155, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -12593,18 +12600,18 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_167, 9) == 0) {
+   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_174, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_174, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12669,9 +12676,9 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_168, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_175, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_175, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12689,9 +12696,9 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_169, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_176, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_176, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12708,27 +12715,27 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.requesterPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_177, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"requester", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_171, 9) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_178, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_178, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"inboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_179, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12736,15 +12743,15 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"outboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12806,9 +12813,9 @@ int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_180, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12820,9 +12827,9 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
    if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_174, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_181, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_174, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_181, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12848,20 +12855,20 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startTimePresent) {
-      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_175, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_182, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_176, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_183, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxEndTimePresent) {
-      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_177, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_184, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_178, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_185, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_23, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_24, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_179, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_186, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12881,8 +12888,8 @@ int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_180, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_187, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12899,7 +12906,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
       break;
    case 2:
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_181, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_188, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);

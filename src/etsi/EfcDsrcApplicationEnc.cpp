@@ -3154,14 +3154,15 @@ static const char XmlName_81[16] = "tractorAxles";
 static const char XmlName_82[32] = "vehicleLengthOverall";
 static const char XmlName_83[32] = "vehicleHeigthOverall";
 static const char XmlName_84[32] = "vehicleWidthOverall";
-static const char XmlName_85[16] = "fill";
-static const char XmlName_86[32] = "environmentalCharacteristics";
-static const char XmlName_87[32] = "engineCharacteristics";
-static const char XmlName_88[32] = "descriptiveCharacteristics";
-static const char XmlName_89[32] = "futureCharacteristics";
-static const char XmlName_90[32] = "vehicleMaxLadenWeight";
-static const char XmlName_91[32] = "vehicleTrainMaximumWeight";
-static const char XmlName_92[32] = "vehicleWeightUnladen";
+static const char XmlName_85[16] = "vin";
+static const char XmlName_86[16] = "fill";
+static const char XmlName_87[32] = "environmentalCharacteristics";
+static const char XmlName_88[32] = "engineCharacteristics";
+static const char XmlName_89[32] = "descriptiveCharacteristics";
+static const char XmlName_90[32] = "futureCharacteristics";
+static const char XmlName_91[32] = "vehicleMaxLadenWeight";
+static const char XmlName_92[32] = "vehicleTrainMaximumWeight";
+static const char XmlName_93[32] = "vehicleWeightUnladen";
 
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -4408,9 +4409,9 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastStr(ctxt, (*pvalue).vin, 0, 1099511627776, XmlName_85, 3) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_85, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_86, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4420,17 +4421,17 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_86, 28) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_87, 28) == 0) {
       if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 28)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 28)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_88, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_89, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_88, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_89, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_90, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4464,9 +4465,9 @@ int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_90, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_91, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_92, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_91, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_92, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_93, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

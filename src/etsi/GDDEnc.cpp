@@ -1757,18 +1757,21 @@ static const char XmlName_48[16] = "destPlace";
 static const char XmlName_49[16] = "destRoad";
 static const char XmlName_50[32] = "roadNumberIdentifier";
 static const char XmlName_51[16] = "streetName";
-static const char XmlName_52[32] = "distanceToDivergingPoint";
-static const char XmlName_53[32] = "distanceToDestinationPlace";
-static const char XmlName_54[16] = "destType";
-static const char XmlName_55[16] = "destRSCode";
-static const char XmlName_56[32] = "placeNameIdentification";
-static const char XmlName_57[32] = "DestinationPlace";
-static const char XmlName_58[16] = "derType";
-static const char XmlName_59[16] = "DestinationRoad";
-static const char XmlName_60[16] = "hours";
-static const char XmlName_61[16] = "mins";
-static const char XmlName_62[16] = "month";
-static const char XmlName_63[16] = "day";
+static const char XmlName_52[16] = "streetNameText";
+static const char XmlName_53[32] = "distanceToDivergingPoint";
+static const char XmlName_54[32] = "distanceToDestinationPlace";
+static const char XmlName_55[16] = "destType";
+static const char XmlName_56[16] = "destRSCode";
+static const char XmlName_57[32] = "placeNameIdentification";
+static const char XmlName_58[16] = "placeNameText";
+static const char XmlName_59[32] = "DestinationPlace";
+static const char XmlName_60[16] = "derType";
+static const char XmlName_61[16] = "roadNumberText";
+static const char XmlName_62[16] = "DestinationRoad";
+static const char XmlName_63[16] = "hours";
+static const char XmlName_64[16] = "mins";
+static const char XmlName_65[16] = "month";
+static const char XmlName_66[16] = "day";
 
 int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -2428,12 +2431,12 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_51, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).streetNameText, 0, 1099511627776, XmlName_52, 14) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_52, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_53, 24) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2441,9 +2444,9 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_53, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 26) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2459,11 +2462,11 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_54, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_55, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_56, 10) == 0) {
          if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2475,10 +2478,10 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
       if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_56, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_57, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).placeNameText, 0, 1099511627776, XmlName_58, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2490,9 +2493,9 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 16) == 0) {
          if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2508,13 +2511,13 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_58, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_60, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).roadNumberText, 0, 1099511627776, XmlName_61, 14) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2526,9 +2529,9 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_59, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 15) == 0) {
          if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2587,9 +2590,9 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_63, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_61, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_64, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2600,9 +2603,9 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_62, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_65, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_63, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_66, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

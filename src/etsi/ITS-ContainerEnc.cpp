@@ -3322,31 +3322,36 @@ static const char XmlName_36[16] = "unNumber";
 static const char XmlName_37[32] = "elevatedTemperature";
 static const char XmlName_38[32] = "tunnelsRestricted";
 static const char XmlName_39[16] = "limitedQuantity";
-static const char XmlName_40[32] = "vehicleLengthValue";
-static const char XmlName_41[48] = "vehicleLengthConfidenceIndication";
-static const char XmlName_42[16] = "PathPoint";
-static const char XmlName_43[32] = "steeringWheelAngleValue";
-static const char XmlName_44[32] = "steeringWheelAngleConfidence";
-static const char XmlName_45[16] = "yawRateValue";
-static const char XmlName_46[32] = "yawRateConfidence";
-static const char XmlName_47[32] = "originatingStationID";
-static const char XmlName_48[16] = "sequenceNumber";
-static const char XmlName_49[32] = "ReferencePosition";
-static const char XmlName_50[32] = "protectedZoneType";
-static const char XmlName_51[16] = "expiryTime";
-static const char XmlName_52[32] = "protectedZoneLatitude";
-static const char XmlName_53[32] = "protectedZoneLongitude";
-static const char XmlName_54[32] = "protectedZoneRadius";
-static const char XmlName_55[16] = "protectedZoneID";
-static const char XmlName_56[16] = "PathHistory";
-static const char XmlName_57[16] = "PosPillar";
-static const char XmlName_58[16] = "StationType";
-static const char XmlName_59[16] = "EventPoint";
-static const char XmlName_60[16] = "eventPosition";
-static const char XmlName_61[16] = "eventDeltaTime";
-static const char XmlName_62[32] = "informationQuality";
-static const char XmlName_63[32] = "ProtectedCommunicationZone";
-static const char XmlName_64[32] = "cenDsrcTollingZoneID";
+static const char XmlName_40[32] = "emergencyActionCode";
+static const char XmlName_41[16] = "phoneNumber";
+static const char XmlName_42[16] = "companyName";
+static const char XmlName_43[16] = "wMInumber";
+static const char XmlName_44[16] = "vDS";
+static const char XmlName_45[32] = "vehicleLengthValue";
+static const char XmlName_46[48] = "vehicleLengthConfidenceIndication";
+static const char XmlName_47[16] = "PathPoint";
+static const char XmlName_48[32] = "steeringWheelAngleValue";
+static const char XmlName_49[32] = "steeringWheelAngleConfidence";
+static const char XmlName_50[16] = "yawRateValue";
+static const char XmlName_51[32] = "yawRateConfidence";
+static const char XmlName_52[32] = "originatingStationID";
+static const char XmlName_53[16] = "sequenceNumber";
+static const char XmlName_54[32] = "ReferencePosition";
+static const char XmlName_55[32] = "protectedZoneType";
+static const char XmlName_56[16] = "expiryTime";
+static const char XmlName_57[32] = "protectedZoneLatitude";
+static const char XmlName_58[32] = "protectedZoneLongitude";
+static const char XmlName_59[32] = "protectedZoneRadius";
+static const char XmlName_60[16] = "protectedZoneID";
+static const char XmlName_61[16] = "PathHistory";
+static const char XmlName_62[16] = "PosPillar";
+static const char XmlName_63[16] = "StationType";
+static const char XmlName_64[16] = "EventPoint";
+static const char XmlName_65[16] = "eventPosition";
+static const char XmlName_66[16] = "eventDeltaTime";
+static const char XmlName_67[32] = "informationQuality";
+static const char XmlName_68[32] = "ProtectedCommunicationZone";
+static const char XmlName_69[32] = "cenDsrcTollingZoneID";
 
 int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -4083,17 +4088,17 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).emergencyActionCode, (const QSUTF8CHAR*)"emergencyActionCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).emergencyActionCode, 0, 1099511627776, XmlName_40, 19) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).emergencyActionCode, (const QSUTF8CHAR*)"emergencyActionCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.phoneNumberPresent) {
-      if ((stat = XmlEnc_ITS_PhoneNumber(ctxt, (*pvalue).phoneNumber, (const QSUTF8CHAR*)"phoneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).phoneNumber, 1, 16, XmlName_41, 11) != 0) && (stat = XmlEnc_ITS_PhoneNumber(ctxt, (*pvalue).phoneNumber, (const QSUTF8CHAR*)"phoneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.companyNamePresent) {
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).companyName, 0, 1099511627776, XmlName_42, 11) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4250,10 +4255,10 @@ int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.wMInumberPresent) {
-      if ((stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).wMInumber, 1, 3, XmlName_43, 9) != 0) && (stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
-      if ((stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).vDS, 6, 6, XmlName_44, 3) != 0) && (stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4298,8 +4303,8 @@ int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_40, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_41, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_45, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_46, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4338,9 +4343,9 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
    if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_47, 9) == 0) {
          if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4383,8 +4388,8 @@ int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_43, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_44, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_48, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_49, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4430,8 +4435,8 @@ int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_45, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_50, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_51, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4504,8 +4509,8 @@ int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_47, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_48, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_52, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_53, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4517,9 +4522,9 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4535,17 +4540,17 @@ int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_55, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_51, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_56, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_57, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_58, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_54, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_59, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_55, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_60, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4559,9 +4564,9 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
    if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_56, 11) == 0) {
+      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_61, 11) == 0) {
          if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_61, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4595,7 +4600,7 @@ int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_57, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_62, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4607,7 +4612,7 @@ int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_58, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_63, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4620,9 +4625,9 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
    if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_59, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_64, 10) == 0) {
          if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4638,18 +4643,18 @@ int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_60, 13) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_65, 13) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_60, 13)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 13)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_61, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_66, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_62, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_67, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4661,9 +4666,9 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_63, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_68, 26) == 0) {
          if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_68, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4679,10 +4684,10 @@ int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_57, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_58, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_64, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_69, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4722,9 +4727,9 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
    if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }

@@ -5794,32 +5794,33 @@ static const char XmlName_166[16] = "itisCodes";
 static const char XmlName_167[16] = "anyCatalogue";
 static const char XmlName_168[16] = "line";
 static const char XmlName_169[16] = "language";
-static const char XmlName_170[16] = "equalTo";
-static const char XmlName_171[16] = "notEqualTo";
-static const char XmlName_172[16] = "ranges";
-static const char XmlName_173[16] = "roadSignClass";
-static const char XmlName_174[16] = "roadSignCode";
-static const char XmlName_175[16] = "vcOption";
-static const char XmlName_176[32] = "simpleVehicleType";
-static const char XmlName_177[32] = "euVehicleCategoryCode";
-static const char XmlName_178[32] = "iso3833VehicleType";
-static const char XmlName_179[16] = "euroAndCo2value";
-static const char XmlName_180[32] = "engineCharacteristics";
-static const char XmlName_181[16] = "loadType";
-static const char XmlName_182[16] = "usage";
-static const char XmlName_183[32] = "comparisonOperator";
-static const char XmlName_184[16] = "limits";
-static const char XmlName_185[16] = "numberOfAxles";
-static const char XmlName_186[32] = "vehicleDimensions";
-static const char XmlName_187[32] = "vehicleWeightLimits";
-static const char XmlName_188[32] = "axleWeightLimits";
-static const char XmlName_189[32] = "passengerCapacity";
-static const char XmlName_190[32] = "exhaustEmissionValues";
-static const char XmlName_191[32] = "dieselEmissionValues";
-static const char XmlName_192[16] = "soundLevel";
-static const char XmlName_193[16] = "segment";
-static const char XmlName_194[16] = "area";
-static const char XmlName_195[16] = "computedSegment";
+static const char XmlName_170[16] = "textContent";
+static const char XmlName_171[16] = "equalTo";
+static const char XmlName_172[16] = "notEqualTo";
+static const char XmlName_173[16] = "ranges";
+static const char XmlName_174[16] = "roadSignClass";
+static const char XmlName_175[16] = "roadSignCode";
+static const char XmlName_176[16] = "vcOption";
+static const char XmlName_177[32] = "simpleVehicleType";
+static const char XmlName_178[32] = "euVehicleCategoryCode";
+static const char XmlName_179[32] = "iso3833VehicleType";
+static const char XmlName_180[16] = "euroAndCo2value";
+static const char XmlName_181[32] = "engineCharacteristics";
+static const char XmlName_182[16] = "loadType";
+static const char XmlName_183[16] = "usage";
+static const char XmlName_184[32] = "comparisonOperator";
+static const char XmlName_185[16] = "limits";
+static const char XmlName_186[16] = "numberOfAxles";
+static const char XmlName_187[32] = "vehicleDimensions";
+static const char XmlName_188[32] = "vehicleWeightLimits";
+static const char XmlName_189[32] = "axleWeightLimits";
+static const char XmlName_190[32] = "passengerCapacity";
+static const char XmlName_191[32] = "exhaustEmissionValues";
+static const char XmlName_192[32] = "dieselEmissionValues";
+static const char XmlName_193[16] = "soundLevel";
+static const char XmlName_194[16] = "segment";
+static const char XmlName_195[16] = "area";
+static const char XmlName_196[16] = "computedSegment";
 
 int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -7951,7 +7952,7 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
    }
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastBits(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, 8 * sizeof((*pvalue).language.data), XmlName_169, 8) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastStr(ctxt, (*pvalue).textContent, 0, 1099511627776, XmlName_170, 11) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7962,9 +7963,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7972,9 +7973,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7982,9 +7983,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_173, 6) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_173, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8001,9 +8002,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 7) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8011,9 +8012,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
       else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8021,9 +8022,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
       else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_173, 6) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_173, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8040,9 +8041,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8050,9 +8051,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8060,9 +8061,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_173, 6) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_173, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8078,10 +8079,10 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_173, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_174, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_174, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_175, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_175, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_176, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_125, 8) == 0) {
          if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8110,13 +8111,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_176, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_177, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_177, 21) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_178, 21) == 0) {
          if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 21)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_178, 21)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ElectronicRegistrationIdentificationVehicleDataModuleEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8125,13 +8126,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 3:
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_178, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_179, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_179, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_180, 15) == 0) {
          if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_180, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8140,13 +8141,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 5:
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_180, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_181, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_181, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_182, 8) == 0) {
          if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_181, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_182, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8155,7 +8156,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 7:
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_182, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_183, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
@@ -8174,10 +8175,10 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
    int stat;
    QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_183, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_184, 6) == 0) {
+   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_184, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_185, 6) == 0) {
       if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_184, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_185, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -8196,13 +8197,13 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_185, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_186, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_186, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_187, 17) == 0) {
          if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_186, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_187, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8211,9 +8212,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 3:
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_187, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_188, 19) == 0) {
          if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_187, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_188, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8222,9 +8223,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 4:
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_188, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_189, 16) == 0) {
          if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_188, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_189, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8233,9 +8234,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 5:
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_189, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_190, 17) == 0) {
          if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_189, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_190, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8244,9 +8245,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 6:
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_190, 21) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_191, 21) == 0) {
          if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_190, 21)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_191, 21)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8255,9 +8256,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 7:
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_191, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_192, 20) == 0) {
          if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_191, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_192, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8266,9 +8267,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 8:
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_192, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_193, 10) == 0) {
          if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_192, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_193, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8295,9 +8296,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_193, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_194, 7) == 0) {
          if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_193, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_194, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8306,9 +8307,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       break;
    case 2:
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_194, 4) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_195, 4) == 0) {
          if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_194, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_195, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8317,9 +8318,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       break;
    case 3:
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_195, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_196, 15) == 0) {
          if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_195, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_196, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }

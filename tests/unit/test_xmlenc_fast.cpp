@@ -208,6 +208,17 @@ TEST_F(XmlFastTest, StringsWithAndWithoutEntities)
    }
    ASSERT_EQ(0, rtXmlEncUTF8Str(ctxt, U(""), U("s"), nullptr));
    expect += "\n   <s/>";
+   // the member form leaves lengths outside the type's size, empty text and entities to the
+   // general writer
+   Padded s("s");
+   EXPECT_EQ(1, rtXmlEncFastStr(ctxt, "abc", 4, 10, s.s, 1));
+   EXPECT_EQ(1, rtXmlEncFastStr(ctxt, "abcdefghijk", 4, 10, s.s, 1));
+   EXPECT_EQ(1, rtXmlEncFastStr(ctxt, "", 0, 10, s.s, 1));
+   EXPECT_EQ(1, rtXmlEncFastStr(ctxt, nullptr, 0, 10, s.s, 1));
+   EXPECT_EQ(1, rtXmlEncFastStr(ctxt, "ab&cd", 4, 10, s.s, 1));
+   ASSERT_EQ(0, rtXmlEncFastStr(ctxt, "abcd", 4, 10, s.s, 1));
+   ASSERT_EQ(0, rtXmlEncFastStr(ctxt, "abcdefghij", 4, 10, s.s, 1));
+   expect += "\n   <s>abcd</s>\n   <s>abcdefghij</s>";
    ASSERT_EQ(0, rtXmlEncEndElement(ctxt, U("R"), nullptr));
    EXPECT_EQ(expect + "\n</R>", body());
 }

@@ -110,7 +110,7 @@ class XmlEmitter(TextEmitter):
         when the type has no fast writer."""
         body = rt.typedef.body if self.uses_typedef_codec(rt) else rt
         k = body.kind
-        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING") and \
+        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING", "STRING") and \
                 not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
             return None
         nm = "@NAME@"
@@ -132,6 +132,13 @@ class XmlEmitter(TextEmitter):
                 "rtXmlEncFastEnum(ctxt, %s_ENUMTAB, %d, (QSINT32)%s, %s)" % (t, n, expr, nm)
         if k == "BOOLEAN":
             return [], "rtXmlEncFastBool(ctxt, %s, %s)" % (expr, nm)
+        if k == "STRING":
+            # the byte length checks of a type's own encoder are made by the fast writer too
+            c = body.cons
+            lo, hi = 0, 1 << 40
+            if c.has_size() and not c.size_ext and self.uses_typedef_codec(rt):
+                lo, hi = c.size_lo, c.size_hi
+            return [], "rtXmlEncFastStr(ctxt, %s, %d, %d, %s)" % (expr, lo, hi, nm)
         if k == "BIT_STRING":
             c = body.cons
             conds = []
@@ -156,7 +163,7 @@ class XmlEmitter(TextEmitter):
             if general.startswith(prefix) and general.endswith(suffix):
                 # the checks of an inline value stay in front, as they are
                 for line in sub.lines[:-1]:
-                    w.line(line.strip())
+                    w.line(line.rstrip())
                 gcall = general[len(prefix):-len(suffix)]
                 call = call.replace("@NAME@", "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8"))))
                 w.line("if ((%s != 0) && (stat = %s) != 0) return LOG_RTERR(ctxt, stat);"
