@@ -9,6 +9,7 @@
 #include <string.h>
 
 #include "rtjsonsrc/rtJson.h"
+#include "rtjsonsrc/rtJsonFastEnc.h"
 #include "rtxsrc/rtxErrCodes.h"
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxMemory.h"

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "rtjsonsrc/rtJsonFastEnc.h"
 #include "rtjsonsrc/rtJsonInternal.h"
 #include "rtxsrc/rtxBitEncode.h"
 #include "rtxsrc/rtxMemory.h"
@@ -93,53 +94,10 @@ inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
           b.byteIndex + need < b.size;
 }
 
-/* Room beyond what the fast writers below need, so that they may store whole 16-byte blocks
- * past the end of their text (the bytes there are overwritten later or lie behind the NUL). */
-const QSSIZE kSlack = 80;
-
-/* As roomForLayout, with kSlack bytes to spare. */
-inline bool roomWithSlack(QSCTXT* ctxt, QSSIZE need)
-{
-   const QSRTBuffer& b = ctxt->buffer;
-   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
-          b.byteIndex + need + kSlack <= b.size;
-}
-
-/* Line feed and nspaces spaces at p, the spaces stored in whole blocks: 64 at once, then 16
- * at a time (up to 63 bytes beyond them are overwritten); the new cursor. */
-inline QSOCTET* putNewLineFast(QSOCTET* p, QSSIZE nspaces)
-{
-   static const char kSpaces16[16] = { ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
-                                       ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ' };
-   *p++ = '\n';
-   std::memcpy(p, kSpaces16, 16);
-   std::memcpy(p + 16, kSpaces16, 16);
-   std::memcpy(p + 32, kSpaces16, 16);
-   std::memcpy(p + 48, kSpaces16, 16);
-   for (QSSIZE i = 64; i < nspaces; i += 16) std::memcpy(p + i, kSpaces16, 16);
-   return p + nspaces;
-}
-
-/* Copies n bytes (n >= 1) with a few overlapping fixed-size moves. */
-inline void copyShort(QSOCTET* p, const char* s, QSSIZE n)
-{
-   if (n >= 16) {
-      QSSIZE i = 0;
-      for (; i + 16 < n; i += 16) std::memcpy(p + i, s + i, 16);
-      std::memcpy(p + n - 16, s + n - 16, 16);
-   }
-   else if (n >= 8) {
-      std::memcpy(p, s, 8);
-      std::memcpy(p + n - 8, s + n - 8, 8);
-   }
-   else if (n >= 4) {
-      std::memcpy(p, s, 4);
-      std::memcpy(p + n - 4, s + n - 4, 4);
-   }
-   else {
-      for (QSSIZE i = 0; i < n; i++) p[i] = (QSOCTET)s[i];
-   }
-}
+using jsonfast::copyShort;
+using jsonfast::kSlack;
+using jsonfast::putNewLineFast;
+using jsonfast::roomWithSlack;
 
 /* True when n bytes fit in the buffer as it is. */
 inline bool roomFor(QSCTXT* ctxt, QSSIZE n)
@@ -705,53 +663,23 @@ int rtJsonEncOpen(QSCTXT* ctxt, char openChar)
    return 0;
 }
 
-namespace {
-
-/* Decimal digits of the magnitude (and a leading '-') at p; the new cursor. Room for 21 bytes
- * is the caller's. */
-inline QSOCTET* putDecimal(QSOCTET* p, QSUINT64 magnitude, bool negative)
-{
-   *p = '-';
-   p += negative ? 1 : 0;
-   return putDecimalDigits(p, magnitude);
-}
-
-/* [","] line feed, indentation and key at the cursor (room checked by the caller); the new
- * cursor. */
-inline QSOCTET* putMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
-{
-   QSRTBuffer& b = ctxt->buffer;
-   QSOCTET* p = b.data + b.byteIndex;
-   *p = ',';
-   p += first ? 0 : 1;
-   p = putNewLineFast(p, ctxt->indent);
-   copyShort(p, key, keyLen);
-   return p + keyLen;
-}
-
-} // namespace
-
 int rtJsonEncMemberInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSINT64 value)
 {
-   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
-   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
-   p = (value < 0) ? putDecimal(p, (QSUINT64)0 - (QSUINT64)value, true)
-                   : putDecimal(p, (QSUINT64)value, false);
-   ctxt->lastChar = p[-1];
-   *p = 0;
-   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
-   return 1;
+   return rtJsonEncFastMemberInt(ctxt, first, key, keyLen, value);
 }
 
 int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSUINT64 value)
 {
-   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
-   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
-   p = putDecimal(p, value, false);
-   ctxt->lastChar = p[-1];
-   *p = 0;
-   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
-   return 1;
+   return rtJsonEncFastMemberUInt(ctxt, first, key, keyLen, value);
+}
+
+const char jsonfast::kTwoDigits[201] =
+   "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+   "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
+
+QSOCTET* jsonfast::putDigits(QSOCTET* p, QSUINT64 v)
+{
+   return putDecimalDigits(p, v);
 }
 
 namespace {

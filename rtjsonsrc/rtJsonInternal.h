@@ -72,6 +72,25 @@ inline QSOCTET* putDecimalDigits(QSOCTET* p, QSUINT64 v)
       std::memcpy(p, kDigitPairs.d + 2 * v, 2);
       return p + 2;
    }
+   if (v >= 10000 && v <= 0xFFFFFFFFu) {
+      /* longer 32-bit values: digit count from the bit length, then two digits per step from the
+       * end */
+      static const QSUINT32 kPow10[10] = {1u, 10u, 100u, 1000u, 10000u, 100000u, 1000000u, 10000000u,
+                                          100000000u, 1000000000u};
+      QSUINT32 x = (QSUINT32)v;
+      QSUINT32 t = ((QSUINT32)(32 - __builtin_clz(x)) * 1233u) >> 12;
+      p += t + 1 - (x < kPow10[t]);
+      QSOCTET* q = p;
+      while (x >= 100) {
+         QSUINT32 pair = x % 100;
+         x /= 100;
+         q -= 2;
+         std::memcpy(q, kDigitPairs.d + 2 * pair, 2);
+      }
+      if (x >= 10) std::memcpy(q - 2, kDigitPairs.d + 2 * x, 2);
+      else q[-1] = (QSOCTET)('0' + x);
+      return p;
+   }
    p += decimalDigitCount(v);
    QSOCTET* q = p;
    while (v >= 100) {

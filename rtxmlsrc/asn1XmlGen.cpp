@@ -22,8 +22,10 @@ int rtXmlEncBeginDocument(QSCTXT* ctxt, const QSUTF8CHAR* rootName)
    if (stat != 0) return stat;
    ctxt->flags |= QSXMLCTXT;
    if ((stat = rtXmlEncStartDocument(ctxt)) != 0) return stat;
+   /* the root start tag is closed at once: the message's encoder, called with an empty name,
+    * writes its content straight into the root element */
    static const QSXmlNamespace noNamespace = { 0, 0 };
-   return rtXmlEncStartElement(ctxt, rootName, &noNamespace, 0, 0);
+   return rtXmlEncStartElement(ctxt, rootName, &noNamespace, 0, 1);
 }
 
 int rtXmlpBeginDocument(QSCTXT* ctxt)

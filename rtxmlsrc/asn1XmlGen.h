@@ -10,29 +10,32 @@
 #include <string.h>
 
 #include "rtxmlsrc/rtXml.h"
+#include "rtxmlsrc/rtXmlFastEnc.h"
 #include "rtxsrc/rtxEnum.h"
 #include "rtxsrc/rtxErrCodes.h"
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxMemory.h"
 
-/* Namespaces of one encoder: its own element's (the URI it was given) and its members'
- * (the module's name, only outside ASN.1 XML mode). */
+/* Namespaces of one encoder: its own element's (the URI it was given) and its members' (the
+ * module's record, only outside ASN.1 XML mode). The own record is filled only when there is a
+ * URI, so that the common case stores nothing. */
 struct QSXmlNS {
    QSXmlNamespace own;
-   QSXmlNamespace child;
    const QSXmlNamespace* pOwn;
    const QSXmlNamespace* pChild;
    const QSUTF8CHAR* childURI;
 
-   QSXmlNS(const QSCTXT* ctxt, const QSUTF8CHAR* nsURI, const char* moduleURI)
+   QSXmlNS(const QSCTXT* ctxt, const QSUTF8CHAR* nsURI, const QSXmlNamespace* module)
    {
-      own.uri = nsURI;
-      own.prefix = 0;
-      pOwn = nsURI != 0 ? &own : 0;
-      childURI = (ctxt->flags & QSXMLCTXT) != 0 ? 0 : (const QSUTF8CHAR*)moduleURI;
-      child.uri = childURI;
-      child.prefix = 0;
-      pChild = childURI != 0 ? &child : 0;
+      pOwn = 0;
+      if (nsURI != 0) {
+         own.uri = nsURI;
+         own.prefix = 0;
+         pOwn = &own;
+      }
+      bool plain = (ctxt->flags & QSXMLCTXT) == 0;
+      pChild = plain ? module : 0;
+      childURI = plain ? module->uri : 0;
    }
 };
 
@@ -54,7 +57,7 @@ inline int rtXmlEncEndContent(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QS
 }
 
 /* Document start of a message: the XML information record (created when the context has
- * none), ASN.1 XML mode, the declaration and the root start tag, left open. */
+ * none), ASN.1 XML mode, the declaration and the root start tag. */
 int rtXmlEncBeginDocument(QSCTXT* ctxt, const QSUTF8CHAR* rootName);
 
 /* The same for decoding: information record, ASN.1 XML mode, the pull reader. */

@@ -207,26 +207,16 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList);
 
 /* ---- fast element writers of the generated encoders ----------------------------------------
  * The name comes with its length (len bytes, no prefix) in storage padded with NULs to a multiple
- * of 16 bytes, so it is copied in whole blocks. Each writes the complete element (INTEGER: the
- * decimal value; ENUMERATED: the element holding the empty element named by the value's
- * identifier; BOOLEAN in ASN.1 XML mode: holding <true/> or <false/>) exactly as the general writer
- * would and returns 0 when the writer state and the room in the buffer allow the one-piece form;
- * otherwise it writes nothing and returns 1, and the caller uses the general writer. */
-struct QSRTEnumTableEntry;
-int rtXmlEncFastUInt(QSCTXT* ctxt, QSUINT64 value, const char* name, QSSIZE len);
-int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len);
-int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
-                     const char* name, QSSIZE len);
-int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len);
-/* BIT STRING of nbits bits (at most maxbits) from data. */
+ * of 16 bytes, so it is copied in whole blocks. rtXmlEncFastBits writes the BIT STRING element of
+ * nbits bits (at most maxbits) from data exactly as the general writer would and returns 0 when
+ * the writer state and the room in the buffer allow the one-piece form; otherwise it writes
+ * nothing and returns 1, and the caller uses the general writer. The other element writers of
+ * this kind are inline, in rtXmlFastEnc.h. */
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
                      QSSIZE len);
-/* Start tag of an element whose content follows: written and the name pushed as by
- * rtXmlEncStartElement (0), or nothing done (1). */
-int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len);
-/* End tag of the element opened by rtXmlEncFastStart with the same name: always done, by the
- * one-piece form or by rtXmlEncEndElement (whose status is returned). */
-int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len);
+/* The same for a character string of lo to hi bytes (a byte length outside them, an empty string
+ * or a byte that needs an entity is left to the general writer). */
+int rtXmlEncFastStr(QSCTXT* ctxt, const char* value, QSSIZE lo, QSSIZE hi, const char* name, QSSIZE len);
 
 /* ================================ reader ================================ */
 

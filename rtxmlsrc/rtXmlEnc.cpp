@@ -6,6 +6,7 @@
  * the buffer always reads as a C string; the byte index never covers it.
  */
 #include "rtxmlsrc/rtXml.h"
+#include "rtxmlsrc/rtXmlFastEnc.h"
 
 #include <cstring>
 
@@ -221,6 +222,18 @@ inline const char* escapeOf(QSOCTET c, bool inAttr)
       case 0x0D: return inAttr ? "&#xD;" : nullptr;
       default: return nullptr;
    }
+}
+
+/* True when some byte of the text is written as an entity in element content. */
+inline bool needsEscape(const QSUTF8CHAR* text, QSSIZE n)
+{
+   /* bits of '"' '&' '\'' '<' '>' counted from '"' (0x22) */
+   const QSUINT64 kMask = (1ull << 0) | (1ull << 4) | (1ull << 5) | (1ull << 26) | (1ull << 28);
+   for (QSSIZE i = 0; i < n; i++) {
+      unsigned d = (unsigned)text[i] - 0x22u;
+      if (d <= 28 && ((kMask >> d) & 1) != 0) return true;
+   }
+   return false;
 }
 
 /* Characters collected in a stack block and appended a block at a time. */
@@ -721,6 +734,11 @@ int rtXmlEncUTF8Str(QSCTXT* ctxt, const QSUTF8CHAR* value, const QSUTF8CHAR* ele
                     const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   /* text with nothing to escape in a named element: in one piece when the state allows */
+   if (value != nullptr && !isEmptyName(elemName)) {
+      QSSIZE n = (QSSIZE)std::strlen((const char*)value);
+      if (!needsEscape(value, n) && encValueTextFast(ctxt, (const char*)value, n, elemName, pNS)) return 0;
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0) stat = rtXmlEncStringValue(ctxt, value);
@@ -929,12 +947,32 @@ struct DigitPairs {
 };
 constexpr DigitPairs kDigitPairs;
 
+/* 10^i for the digit count of 32-bit values. */
+const QSUINT32 kPow10[10] = {1u, 10u, 100u, 1000u, 10000u, 100000u, 1000000u, 10000000u, 100000000u,
+                             1000000000u};
+
 /* The decimal digits of v at p (and up to 24 bytes of scratch behind them); their number. */
 inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
 {
    if (v < 10) {
       *p = (QSOCTET)('0' + v);
       return 1;
+   }
+   if (v <= 0xFFFFFFFFu) {
+      /* 32-bit values: digit count from the bit length, then two digits per step from the end */
+      QSUINT32 x = (QSUINT32)v;
+      QSUINT32 t = ((QSUINT32)(32 - __builtin_clz(x)) * 1233u) >> 12;
+      QSSIZE n = (QSSIZE)t + 1 - (x < kPow10[t]);
+      QSOCTET* q = p + n;
+      while (x >= 100) {
+         QSUINT32 r = x % 100;
+         x /= 100;
+         q -= 2;
+         std::memcpy(q, kDigitPairs.d + 2 * r, 2);
+      }
+      if (x >= 10) std::memcpy(q - 2, kDigitPairs.d + 2 * x, 2);
+      else q[-1] = (QSOCTET)('0' + x);
+      return n;
    }
    /* two digits per step, written backwards to a fixed end in a block that is copied whole */
    char block[48];
@@ -957,111 +995,19 @@ inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
    return end - q;
 }
 
-/* <name>[-]digits</name> on a line of its own. */
-inline int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 21);
-   if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
-   *p = '-';
-   p += negative;
-   p += putDigits(p, magnitude);
-   fastCommit(ctxt, fastPaddedTag(p, true, name, len));
-   ctxt->xmlState = QSXMLEND;
-   return 0;
-}
-
-/* Three lines: <name>, one level deeper <identifier/>, </name>. */
-int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * len + 5 + ilen + 3);
-   if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
-   p = fastLine(p, indent, nindent + indent);
-   *p++ = '<';
-   std::memcpy(p, identifier, ilen);
-   p += ilen;
-   *p++ = '/';
-   *p++ = '>';
-   p = fastPaddedTag(fastLine(p, indent, nindent), true, name, len);
-   fastCommit(ctxt, p);
-   ctxt->xmlState = QSXMLEND;
-   return 0;
-}
-
 } // namespace
 
-int rtXmlEncFastUInt(QSCTXT* ctxt, QSUINT64 value, const char* name, QSSIZE len)
-{
-   return fastDecimal(ctxt, false, value, name, len);
-}
+/* ---- shared with the inline writers of rtXmlFastEnc.h ------------------------------------------ */
 
-int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len)
-{
-   QSUINT64 magnitude = (value < 0) ? (QSUINT64)0 - (QSUINT64)value : (QSUINT64)value;
-   return fastDecimal(ctxt, value < 0, magnitude, name, len);
-}
+const char xmlfast::kSpaces32[33] = "                                ";
 
-int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
-                     const char* name, QSSIZE len)
-{
-   if (value < 0 || value >= (QSINT32)count) return 1;
-   QSUINT16 idx = table[value].transidx;
-   if (idx >= count || table[idx].value != value || table[idx].namelen == 0) return 1;
-   return fastEmptyChild(ctxt, (const char*)table[idx].name, table[idx].namelen, name, len);
-}
+const char xmlfast::kTwoDigits[201] =
+   "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
+   "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
 
-int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
+QSOCTET* xmlfast::putDigits(QSOCTET* p, QSUINT64 v)
 {
-   if (!asn1Mode(ctxt)) return 1;
-   return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
-}
-
-int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 2);
-   if (p == nullptr || rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name) != 0) return 1;
-   fastCommit(ctxt, fastPaddedTag(fastLine(p, indent, nindent), false, name, len));
-   ctxt->xmlDepth++;
-   ctxt->xmlState = QSXMLSTART;
-   return 0;
-}
-
-int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   QSUINT8 state = ctxt->xmlState;
-   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) &&
-       openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
-      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
-      if (p != nullptr) {
-         if (state == QSXMLSTART) {
-            /* nothing since the start tag: the element becomes <name/> */
-            p[-1] = '/';
-            *p++ = '>';
-         }
-         else {
-            if (state == QSXMLEND) p = fastLine(p, indent, nindent);
-            p = fastPaddedTag(p, true, name, len);
-         }
-         fastCommit(ctxt, p);
-         ctxt->xmlState = QSXMLEND;
-         ctxt->xmlDepth--;
-         rtxCtxtPopElemName(ctxt);
-         return 0;
-      }
-   }
-   return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)name, nullptr);
+   return p + ::putDigits(p, v);
 }
 
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
@@ -1075,6 +1021,22 @@ int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE max
    p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
    for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
    fastCommit(ctxt, fastPaddedTag(p + nbits, true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
+int rtXmlEncFastStr(QSCTXT* ctxt, const char* value, QSSIZE lo, QSSIZE hi, const char* name, QSSIZE len)
+{
+   if (value == nullptr) return 1;
+   QSSIZE n = (QSSIZE)std::strlen(value);
+   QSSIZE indent;
+   if (n == 0 || n < lo || n > hi || needsEscape((const QSUTF8CHAR*)value, n) || !fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + n);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   std::memcpy(p, value, n);
+   fastCommit(ctxt, fastPaddedTag(p + n, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
 }

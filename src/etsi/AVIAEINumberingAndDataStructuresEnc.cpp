@@ -41,17 +41,17 @@ int asn1PE_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value)
 int asn1JsonEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -72,19 +72,20 @@ int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "AVIAEINumberingAndDataStructures";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"AVIAEINumberingAndDataStructures", 0};
 
 /* Element names of the fast element writers. */
-static const char XmlName_0[16] = "fill";
+static const char XmlName_0[16] = "vin";
+static const char XmlName_1[16] = "fill";
 
 int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastStr(ctxt, (*pvalue).vin, 0, 1099511627776, XmlName_0, 3) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_0, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_1, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -92,7 +93,7 @@ int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -101,7 +102,7 @@ int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR
 int XmlEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

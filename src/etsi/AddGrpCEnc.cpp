@@ -569,10 +569,10 @@ int asn1PE_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference v
 int asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.itsStationPositionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"itsStationPosition\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"itsStationPosition\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -582,19 +582,19 @@ int asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -606,17 +606,17 @@ int asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.activePrioritizationsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"activePrioritizations\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"activePrioritizations\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -626,17 +626,17 @@ int asn1JsonEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.maxVehicleHeightPresent) {
-      if ((*pvalue).maxVehicleHeight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleHeight\":", 19, (QSUINT64)(*pvalue).maxVehicleHeight)) {
+      if ((*pvalue).maxVehicleHeight > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxVehicleHeight\":", 19, (QSUINT64)(*pvalue).maxVehicleHeight)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleHeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
@@ -644,7 +644,7 @@ int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
       first = 0;
    }
    if ((*pvalue).m.maxVehicleWeightPresent) {
-      if ((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleWeight\":", 19, (QSUINT64)(*pvalue).maxVehicleWeight)) {
+      if ((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxVehicleWeight\":", 19, (QSUINT64)(*pvalue).maxVehicleWeight)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleWeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
@@ -657,17 +657,17 @@ int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.signalHeadLocationsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalHeadLocations\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"signalHeadLocations\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -677,17 +677,17 @@ int asn1JsonEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.stateChangeReasonPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stateChangeReason\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stateChangeReason\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -697,27 +697,27 @@ int asn1JsonEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.ptvRequestPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptvRequest\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ptvRequest\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeLinkPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeLink\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodeLink\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -727,16 +727,16 @@ int asn1JsonEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -745,22 +745,22 @@ int asn1JsonEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.emissionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emission\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"emission\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.fuelPresent) {
-      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+      if ((*pvalue).fuel > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
@@ -773,17 +773,17 @@ int asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.fuelPresent) {
-      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+      if ((*pvalue).fuel > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
@@ -791,7 +791,7 @@ int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
       first = 0;
    }
    if ((*pvalue).m.batteryStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"batteryStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"batteryStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -801,17 +801,17 @@ int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.synchToSchedulePresent) {
-      if ((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"synchToSchedule\":", 18, (QSINT64)(*pvalue).synchToSchedule)) {
+      if ((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || !rtJsonEncFastMemberInt(ctxt, first, "\"synchToSchedule\":", 18, (QSINT64)(*pvalue).synchToSchedule)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"synchToSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
@@ -819,7 +819,7 @@ int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       first = 0;
    }
    if ((*pvalue).m.rejectedReasonPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rejectedReason\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rejectedReason\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -829,23 +829,23 @@ int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.laneIDPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -853,12 +853,12 @@ int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
       first = 0;
    }
    if ((*pvalue).m.nodeXYPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeReferencePresent) {
-      if ((*pvalue).timeReference > 60000 || !rtJsonEncMemberUInt(ctxt, first, "\"timeReference\":", 16, (QSUINT64)(*pvalue).timeReference)) {
+      if ((*pvalue).timeReference > 60000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeReference\":", 16, (QSUINT64)(*pvalue).timeReference)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeReference\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
@@ -871,37 +871,37 @@ int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"id\":", 5, (QSINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"id\":", 5, (QSINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.lanePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
@@ -909,7 +909,7 @@ int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       first = 0;
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -917,7 +917,7 @@ int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       first = 0;
    }
    if ((*pvalue).m.intersectionIDPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"intersectionID\":", 17, (QSUINT64)(*pvalue).intersectionID)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"intersectionID\":", 17, (QSUINT64)(*pvalue).intersectionID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersectionID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -930,39 +930,39 @@ int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priorState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"priorState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
@@ -974,39 +974,39 @@ int asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"nodeZ\":", 8, (QSINT64)(*pvalue).nodeZ)) {
+   if ((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || !rtJsonEncFastMemberInt(ctxt, first, "\"nodeZ\":", 8, (QSINT64)(*pvalue).nodeZ)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeZ\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroupID\":", 16, (QSUINT64)(*pvalue).signalGroupID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroupID\":", 16, (QSUINT64)(*pvalue).signalGroupID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroupID\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1018,21 +1018,21 @@ int asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1149,7 +1149,7 @@ int asn1JsonEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeRefere
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "AddGrpC";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"AddGrpC", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[32] = "itsStationPosition";
@@ -1188,7 +1188,7 @@ static const char XmlName_31[32] = "SignalHeadLocation";
 int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.itsStationPositionPresent) {
       if (!((*pvalue).itsStationPosition.count < 1) && !((*pvalue).itsStationPosition.count > 5) && rtXmlEncFastStart(ctxt, XmlName_0, 18) == 0) {
@@ -1208,7 +1208,7 @@ int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
 int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).nodes.count < 2) && !((*pvalue).nodes.count > 63) && rtXmlEncFastStart(ctxt, XmlName_1, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1227,7 +1227,7 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.activePrioritizationsPresent) {
       if (!((*pvalue).activePrioritizations.count < 1) && !((*pvalue).activePrioritizations.count > 10) && rtXmlEncFastStart(ctxt, XmlName_3, 21) == 0) {
@@ -1247,7 +1247,7 @@ int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
 int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxVehicleHeightPresent) {
       if (((*pvalue).maxVehicleHeight > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleHeight, XmlName_4, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1263,7 +1263,7 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
 int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.signalHeadLocationsPresent) {
       if (!((*pvalue).signalHeadLocations.count < 1) && !((*pvalue).signalHeadLocations.count > 64) && rtXmlEncFastStart(ctxt, XmlName_6, 19) == 0) {
@@ -1283,7 +1283,7 @@ int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
 int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stateChangeReasonPresent) {
       if (((*pvalue).stateChangeReason > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue).stateChangeReason, XmlName_7, 17) != 0) && (stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1296,7 +1296,7 @@ int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
 int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptvRequestPresent) {
       if (((*pvalue).ptvRequest > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue).ptvRequest, XmlName_8, 10) != 0) && (stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1329,7 +1329,7 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
 int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_11, 8) == 0) {
       if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1347,7 +1347,7 @@ int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
 int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emissionPresent) {
       if (((*pvalue).emission > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue).emission, XmlName_12, 8) != 0) && (stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1363,7 +1363,7 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
 int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.fuelPresent) {
       if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1379,7 +1379,7 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.synchToSchedulePresent) {
       if (((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).synchToSchedule, XmlName_15, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1395,7 +1395,7 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
 int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIDPresent) {
@@ -1422,7 +1422,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
 int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -1442,7 +1442,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).id, XmlName_22, 2) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePresent) {
@@ -1462,7 +1462,7 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
 int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -1482,7 +1482,7 @@ int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).priorState > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).priorState, XmlName_26, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1495,7 +1495,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
 int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -1515,7 +1515,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1535,7 +1535,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
 int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -1555,7 +1555,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1564,7 +1564,7 @@ int XmlEnc_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus v
 int XmlEnc_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1573,7 +1573,7 @@ int XmlEnc_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType val
 int XmlEnc_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1582,7 +1582,7 @@ int XmlEnc_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exceptio
 int XmlEnc_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1591,7 +1591,7 @@ int XmlEnc_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType
 int XmlEnc_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1600,7 +1600,7 @@ int XmlEnc_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason
 int XmlEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 60000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

@@ -52,9 +52,10 @@ int ASN1X_CAM::EncodeTo(QSRTMessageBufferIF& msgBuf)
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
       QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"CAM")) != 0) return stat;
+      static const char root[16] = "CAM";
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
       if ((stat = XmlEnc_CAM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"CAM", 0);
+      return rtXmlEncFastEnd(ctxt, root, 3);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_CAM(msgBuf.getCtxtPtr(), &msgData);

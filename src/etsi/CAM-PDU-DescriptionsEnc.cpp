@@ -461,56 +461,56 @@ int asn1PE_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime value)
 int asn1JsonEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"header\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"header\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cam\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"cam\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CoopAwareness(ctxt, &(*pvalue).cam)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"generationDeltaTime\":", 22, (QSUINT64)(*pvalue).generationDeltaTime)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"generationDeltaTime\":", 22, (QSUINT64)(*pvalue).generationDeltaTime)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"generationDeltaTime\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"camParameters\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"camParameters\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicContainer\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"basicContainer\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"highFrequencyContainer\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"highFrequencyContainer\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lowFrequencyContainerPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lowFrequencyContainer\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lowFrequencyContainer\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.specialVehicleContainerPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"specialVehicleContainer\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"specialVehicleContainer\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -520,24 +520,24 @@ int asn1JsonEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicVehicleContainerHighFrequency\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"basicVehicleContainerHighFrequency\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.basicVehicleContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rsuContainerHighFrequency\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rsuContainerHighFrequency\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.rsuContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency))) != 0) return LOG_RTERR(ctxt, stat);
@@ -553,18 +553,18 @@ int asn1JsonEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContaine
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicVehicleContainerLowFrequency\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"basicVehicleContainerLowFrequency\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.basicVehicleContainerLowFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency))) != 0) return LOG_RTERR(ctxt, stat);
@@ -580,54 +580,54 @@ int asn1JsonEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"publicTransportContainer\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"publicTransportContainer\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.publicTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"specialTransportContainer\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"specialTransportContainer\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.specialTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsContainer\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dangerousGoodsContainer\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dangerousGoodsContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadWorksContainerBasic\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadWorksContainerBasic\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.roadWorksContainerBasic == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rescueContainer\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rescueContainer\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.rescueContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emergencyContainer\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"emergencyContainer\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.emergencyContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"safetyCarContainer\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"safetyCarContainer\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.safetyCarContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer))) != 0) return LOG_RTERR(ctxt, stat);
@@ -643,22 +643,22 @@ int asn1JsonEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -667,52 +667,52 @@ int asn1JsonEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driveDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"driveDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DriveDirection(ctxt, &(*pvalue).driveDirection)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).vehicleWidth < 1 || (*pvalue).vehicleWidth > 62 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleWidth\":", 15, (QSUINT64)(*pvalue).vehicleWidth)) {
+   if ((*pvalue).vehicleWidth < 1 || (*pvalue).vehicleWidth > 62 || !rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleWidth\":", 15, (QSUINT64)(*pvalue).vehicleWidth)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAcceleration\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"longitudinalAcceleration\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvature\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"curvature\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Curvature(ctxt, &(*pvalue).curvature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureCalculationMode\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"curvatureCalculationMode\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CurvatureCalculationMode(ctxt, &(*pvalue).curvatureCalculationMode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRate\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"yawRate\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.accelerationControlPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"accelerationControl\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"accelerationControl\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lanePositionPresent) {
-      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
+      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncFastMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
@@ -720,22 +720,22 @@ int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
       first = 0;
    }
    if ((*pvalue).m.steeringWheelAnglePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngle\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"steeringWheelAngle\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lateralAccelerationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAcceleration\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lateralAcceleration\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.verticalAccelerationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAcceleration\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"verticalAcceleration\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.performanceClassPresent) {
-      if ((*pvalue).performanceClass > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"performanceClass\":", 19, (QSUINT64)(*pvalue).performanceClass)) {
+      if ((*pvalue).performanceClass > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"performanceClass\":", 19, (QSUINT64)(*pvalue).performanceClass)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"performanceClass\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
@@ -743,163 +743,163 @@ int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
       first = 0;
    }
    if ((*pvalue).m.cenDsrcTollingZonePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZone\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"cenDsrcTollingZone\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleRole\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleRole\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleRole(ctxt, &(*pvalue).vehicleRole)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"exteriorLights\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"exteriorLights\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathHistory\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pathHistory\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"embarkationStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"embarkationStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_EmbarkationStatus(ctxt, &(*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivation\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ptActivation\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"specialTransportType\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"specialTransportType\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsBasic\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dangerousGoodsBasic\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsBasic)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"roadworksSubCauseCode\":", 24, (QSUINT64)(*pvalue).roadworksSubCauseCode)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"roadworksSubCauseCode\":", 24, (QSUINT64)(*pvalue).roadworksSubCauseCode)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadworksSubCauseCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.closedLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"closedLanes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"closedLanes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.emergencyPriorityPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emergencyPriority\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"emergencyPriority\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficRulePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficRule\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trafficRule\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_TrafficRule(ctxt, &(*pvalue).trafficRule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((*pvalue).speedLimit < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
+      if ((*pvalue).speedLimit < 1 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -907,17 +907,17 @@ int asn1JsonEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedCommunicationZonesRSU\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"protectedCommunicationZonesRSU\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -927,7 +927,7 @@ int asn1JsonEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -939,7 +939,7 @@ int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "CAM-PDU-Descriptions";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"CAM-PDU-Descriptions", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "header";
@@ -997,7 +997,7 @@ static const char XmlName_50[32] = "protectedCommunicationZonesRSU";
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1022,7 +1022,7 @@ int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).generationDeltaTime, XmlName_2, 19) != 0) && (stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_3, 13) == 0) {
@@ -1040,7 +1040,7 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
 int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_4, 14) == 0) {
       if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1086,7 +1086,7 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
 int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1126,7 +1126,7 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
 int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1155,7 +1155,7 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
 int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1250,7 +1250,7 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
 int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_18, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
@@ -1269,7 +1269,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
 int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_20, 7) == 0) {
       if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1378,7 +1378,7 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
 int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_36, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).exteriorLights.numbits < 8 || (*pvalue).exteriorLights.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).exteriorLights.numbits, (*pvalue).exteriorLights.data, 8 * sizeof((*pvalue).exteriorLights.data), XmlName_37, 14) != 0) && (stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1397,7 +1397,7 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
 int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_39, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
@@ -1417,7 +1417,7 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
 int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_41, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1428,7 +1428,7 @@ int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
 int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_43, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1438,7 +1438,7 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
 int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_44, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1461,7 +1461,7 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
 int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1471,7 +1471,7 @@ int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QS
 int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
@@ -1494,7 +1494,7 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
 int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
@@ -1520,7 +1520,7 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
 int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
       if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_50, 30) == 0) {
@@ -1540,7 +1540,7 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 int XmlEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -107,18 +107,18 @@ int asn1PE_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value)
 int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext1(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -128,25 +128,25 @@ int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext2(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -156,25 +156,25 @@ int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext3(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
@@ -184,7 +184,7 @@ int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -196,7 +196,7 @@ int asn1JsonEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "CITSapplMgmtIDs";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"CITSapplMgmtIDs", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "content";
@@ -205,7 +205,7 @@ static const char XmlName_1[16] = "extension";
 int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -235,7 +235,7 @@ int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QS
 int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -265,7 +265,7 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
 int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -288,7 +288,7 @@ int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, co
 int XmlEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -52,9 +52,10 @@ int ASN1X_DENM::EncodeTo(QSRTMessageBufferIF& msgBuf)
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
       QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"DENM")) != 0) return stat;
+      static const char root[16] = "DENM";
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
       if ((stat = XmlEnc_DENM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"DENM", 0);
+      return rtXmlEncFastEnd(ctxt, root, 4);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_DENM(msgBuf.getCtxtPtr(), &msgData);

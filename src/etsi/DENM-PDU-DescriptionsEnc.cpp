@@ -416,87 +416,87 @@ int asn1PE_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1JsonEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"header\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"header\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"denm\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"denm\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"management\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"management\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.situationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"situation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"situation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.locationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"location\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"location\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.alacartePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alacarte\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"alacarte\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"actionID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"actionID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).detectionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"detectionTime\":", 16, (QSUINT64)(*pvalue).detectionTime)) {
+   if ((*pvalue).detectionTime > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"detectionTime\":", 16, (QSUINT64)(*pvalue).detectionTime)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).referenceTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referenceTime\":", 16, (QSUINT64)(*pvalue).referenceTime)) {
+   if ((*pvalue).referenceTime > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"referenceTime\":", 16, (QSUINT64)(*pvalue).referenceTime)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.terminationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"termination\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"termination\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.relevanceDistancePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceDistance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceDistance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceTrafficDirectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceTrafficDirection\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"relevanceTrafficDirection\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validityDurationPresent) {
-      if ((*pvalue).validityDuration > 86400 || !rtJsonEncMemberUInt(ctxt, first, "\"validityDuration\":", 19, (QSUINT64)(*pvalue).validityDuration)) {
+      if ((*pvalue).validityDuration > 86400 || !rtJsonEncFastMemberUInt(ctxt, first, "\"validityDuration\":", 19, (QSUINT64)(*pvalue).validityDuration)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validityDuration\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
@@ -504,14 +504,14 @@ int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
       first = 0;
    }
    if ((*pvalue).m.transmissionIntervalPresent) {
-      if ((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"transmissionInterval\":", 23, (QSUINT64)(*pvalue).transmissionInterval)) {
+      if ((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"transmissionInterval\":", 23, (QSUINT64)(*pvalue).transmissionInterval)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmissionInterval\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
@@ -523,31 +523,31 @@ int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.linkedCausePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"linkedCause\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"linkedCause\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventHistoryPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventHistory\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventHistory\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -557,30 +557,30 @@ int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.eventSpeedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventSpeed\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventSpeed\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventPositionHeadingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPositionHeading\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventPositionHeading\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"traces\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"traces\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -590,105 +590,105 @@ int asn1JsonEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrLeft\":", 20, (QSUINT64)(*pvalue).heightLonCarrLeft)) {
+   if ((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heightLonCarrLeft\":", 20, (QSUINT64)(*pvalue).heightLonCarrLeft)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrLeft\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrRight\":", 21, (QSUINT64)(*pvalue).heightLonCarrRight)) {
+   if ((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heightLonCarrRight\":", 21, (QSUINT64)(*pvalue).heightLonCarrRight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrRight\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrLeft\":", 17, (QSUINT64)(*pvalue).posLonCarrLeft)) {
+   if ((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"posLonCarrLeft\":", 17, (QSUINT64)(*pvalue).posLonCarrLeft)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrLeft\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).posLonCarrRight < 1 || (*pvalue).posLonCarrRight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrRight\":", 18, (QSUINT64)(*pvalue).posLonCarrRight)) {
+   if ((*pvalue).posLonCarrRight < 1 || (*pvalue).posLonCarrRight > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"posLonCarrRight\":", 18, (QSUINT64)(*pvalue).posLonCarrRight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrRight\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfPillars\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positionOfPillars\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).posCentMass < 1 || (*pvalue).posCentMass > 63 || !rtJsonEncMemberUInt(ctxt, first, "\"posCentMass\":", 14, (QSUINT64)(*pvalue).posCentMass)) {
+   if ((*pvalue).posCentMass < 1 || (*pvalue).posCentMass > 63 || !rtJsonEncFastMemberUInt(ctxt, first, "\"posCentMass\":", 14, (QSUINT64)(*pvalue).posCentMass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posCentMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"wheelBaseVehicle\":", 19, (QSUINT64)(*pvalue).wheelBaseVehicle)) {
+   if ((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"wheelBaseVehicle\":", 19, (QSUINT64)(*pvalue).wheelBaseVehicle)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wheelBaseVehicle\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).turningRadius < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"turningRadius\":", 16, (QSUINT64)(*pvalue).turningRadius)) {
+   if ((*pvalue).turningRadius < 1 || !rtJsonEncFastMemberUInt(ctxt, first, "\"turningRadius\":", 16, (QSUINT64)(*pvalue).turningRadius)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"turningRadius\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || !rtJsonEncMemberUInt(ctxt, first, "\"posFrontAx\":", 13, (QSUINT64)(*pvalue).posFrontAx)) {
+   if ((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || !rtJsonEncFastMemberUInt(ctxt, first, "\"posFrontAx\":", 13, (QSUINT64)(*pvalue).posFrontAx)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posFrontAx\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfOccupants\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positionOfOccupants\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleMass\":", 14, (QSUINT64)(*pvalue).vehicleMass)) {
+   if ((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || !rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleMass\":", 14, (QSUINT64)(*pvalue).vehicleMass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestResponseIndication\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requestResponseIndication\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.lightBarSirenInUsePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.closedLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"closedLanes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"closedLanes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"restriction\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"restriction\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((*pvalue).speedLimit < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
+      if ((*pvalue).speedLimit < 1 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -696,57 +696,57 @@ int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
       first = 0;
    }
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recommendedPathPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recommendedPath\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"recommendedPath\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.startingPointSpeedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startingPointSpeedLimit\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"startingPointSpeedLimit\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficFlowRulePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficFlowRule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trafficFlowRule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referenceDenmsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"referenceDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.stationarySincePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationarySince\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stationarySince\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryCausePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationaryCause\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stationaryCause\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.carryingDangerousGoodsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"carryingDangerousGoods\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"carryingDangerousGoods\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.numberOfOccupantsPresent) {
-      if ((*pvalue).numberOfOccupants > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"numberOfOccupants\":", 20, (QSUINT64)(*pvalue).numberOfOccupants)) {
+      if ((*pvalue).numberOfOccupants > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"numberOfOccupants\":", 20, (QSUINT64)(*pvalue).numberOfOccupants)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfOccupants\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
@@ -754,27 +754,27 @@ int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
       first = 0;
    }
    if ((*pvalue).m.vehicleIdentificationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleIdentification\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleIdentification\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.energyStorageTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"energyStorageType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"energyStorageType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.lanePositionPresent) {
-      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
+      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncFastMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
@@ -782,12 +782,12 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       first = 0;
    }
    if ((*pvalue).m.impactReductionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"impactReduction\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"impactReduction\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.externalTemperaturePresent) {
-      if ((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || !rtJsonEncMemberInt(ctxt, first, "\"externalTemperature\":", 22, (QSINT64)(*pvalue).externalTemperature)) {
+      if ((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || !rtJsonEncFastMemberInt(ctxt, first, "\"externalTemperature\":", 22, (QSINT64)(*pvalue).externalTemperature)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"externalTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
@@ -795,17 +795,17 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       first = 0;
    }
    if ((*pvalue).m.roadWorksPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadWorks\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadWorks\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positioningSolutionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positioningSolution\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positioningSolution\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryVehiclePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationaryVehicle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stationaryVehicle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -815,7 +815,7 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -838,19 +838,19 @@ int asn1JsonEnc_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
 int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "DENM-PDU-Descriptions";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"DENM-PDU-Descriptions", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "header";
@@ -915,7 +915,7 @@ static const char XmlName_57[16] = "ActionID";
 int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -940,7 +940,7 @@ int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, co
 int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_2, 10) == 0) {
       if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -987,7 +987,7 @@ int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
 int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_6, 8) == 0) {
       if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1031,7 +1031,7 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
 int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_16, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_17, 9) == 0) {
@@ -1070,7 +1070,7 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
 int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventSpeedPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 10) == 0) {
@@ -1111,7 +1111,7 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
 int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrLeft, XmlName_24, 17) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrRight, XmlName_25, 18) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1139,7 +1139,7 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
 int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lightBarSirenInUsePresent) {
       if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_36, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1217,7 +1217,7 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
 int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stationarySincePresent) {
       if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_45, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1265,7 +1265,7 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
 int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePositionPresent) {
       if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_51, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1314,7 +1314,7 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
 int XmlEnc_Termination(QSCTXT* ctxt, ASN1T_Termination value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_Termination_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1323,7 +1323,7 @@ int XmlEnc_Termination(QSCTXT* ctxt, ASN1T_Termination value, const QSUTF8CHAR* 
 int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_57, 8) == 0) {

@@ -4423,29 +4423,29 @@ int asn1PE_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value)
 int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
+   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgIssueRevision\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.layerTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layerIDPresent) {
-      if ((*pvalue).layerID > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
+      if ((*pvalue).layerID > 100 || !rtJsonEncFastMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerID\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4453,27 +4453,27 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       first = 0;
    }
    if ((*pvalue).m.intersectionsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSegmentsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSegments\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadSegments\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataParametersPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dataParameters\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dataParameters\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"restrictionList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"restrictionList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4483,36 +4483,36 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4527,26 +4527,26 @@ int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).msgCnt > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
+   if ((*pvalue).msgCnt > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgCnt\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4554,20 +4554,20 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       first = 0;
    }
    if ((*pvalue).m.anchorPointPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rtcmHeaderPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rtcmHeader\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"rtcmHeader\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgs\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"msgs\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4577,36 +4577,36 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4618,17 +4618,17 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4636,15 +4636,15 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       first = 0;
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4654,36 +4654,36 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4695,31 +4695,31 @@ int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4727,15 +4727,15 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.requestsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requestor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4745,36 +4745,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4786,42 +4786,42 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4831,36 +4831,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4872,20 +4872,20 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if ((*pvalue).speed > 500 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((*pvalue).speed > 500 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4893,12 +4893,12 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if ((*pvalue).distance > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
+      if ((*pvalue).distance > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distance\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4906,7 +4906,7 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.class_Present) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"class\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4914,7 +4914,7 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -4924,36 +4924,36 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -4965,71 +4965,71 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
+   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetX\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
+   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetY\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
+   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetZ\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceLaneId\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetYaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetYaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if ((*pvalue).rotateXY > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
+      if ((*pvalue).rotateXY > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rotateXY\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5037,7 +5037,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
+      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleXaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5045,7 +5045,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
+      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleYaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5053,7 +5053,7 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5063,24 +5063,24 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5090,24 +5090,24 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5117,36 +5117,36 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5158,60 +5158,60 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.maneuverPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectingLane\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectingLane\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"remoteIntersection\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"remoteIntersection\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5219,7 +5219,7 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    if ((*pvalue).m.userClassPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"userClass\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5227,7 +5227,7 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5235,23 +5235,23 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.queueLengthPresent) {
-      if ((*pvalue).queueLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
+      if ((*pvalue).queueLength > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"queueLength\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5259,7 +5259,7 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       first = 0;
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
+      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncFastMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"availableStorageLength\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5267,17 +5267,17 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       first = 0;
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pedBicycleDetect\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pedBicycleDetect\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5287,36 +5287,36 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5331,17 +5331,17 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.processMethodPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processMethod\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"processMethod\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
@@ -5350,7 +5350,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processAgency\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"processAgency\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
@@ -5359,7 +5359,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lastCheckedDate\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lastCheckedDate\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
@@ -5368,7 +5368,7 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"geoidUsed\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"geoidUsed\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
@@ -5382,17 +5382,17 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((*pvalue).year > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+      if ((*pvalue).year > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5400,7 +5400,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.monthPresent) {
-      if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((*pvalue).month > 12 || !rtJsonEncFastMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5408,7 +5408,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.dayPresent) {
-      if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((*pvalue).day > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5416,7 +5416,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.hourPresent) {
-      if ((*pvalue).hour > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
+      if ((*pvalue).hour > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hour\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5424,7 +5424,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 60 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 60 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5432,7 +5432,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5440,7 +5440,7 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    if ((*pvalue).m.offsetPresent) {
-      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
+      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncFastMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offset\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5448,48 +5448,48 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.utcTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"utcTime\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"utcTime\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.elevationPresent) {
-      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncFastMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5497,7 +5497,7 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       first = 0;
    }
    if ((*pvalue).m.headingPresent) {
-      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+      if ((*pvalue).heading > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5505,27 +5505,27 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       first = 0;
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posAccuracy\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"posAccuracy\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeConfidence\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeConfidence\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posConfidence\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"posConfidence\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5535,28 +5535,28 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if ((*pvalue).ingressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
+      if ((*pvalue).ingressApproach > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ingressApproach\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5564,36 +5564,36 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       first = 0;
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if ((*pvalue).egressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
+      if ((*pvalue).egressApproach > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"egressApproach\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuvers\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuvers\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeList\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodeList\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectsTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connectsTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"overlays\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"overlays\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5603,36 +5603,36 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5647,30 +5647,30 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(*pvalue).u.lane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"approach\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"approach\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*(*pvalue).u.approach))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connection\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"connection\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*(*pvalue).u.connection))) != 0) return LOG_RTERR(ctxt, stat);
@@ -5686,34 +5686,34 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5721,20 +5721,20 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       first = 0;
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSet\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneSet\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preemptPriorityData\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"preemptPriorityData\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5744,36 +5744,36 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5785,72 +5785,72 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if ((*pvalue).moy > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
+      if ((*pvalue).moy > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"moy\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5858,7 +5858,7 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       first = 0;
    }
    if ((*pvalue).m.timeStampPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5866,20 +5866,20 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       first = 0;
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"states\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"states\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5889,36 +5889,36 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -5933,60 +5933,60 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"directionalUse\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"directionalUse\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sharedWith\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sharedWith\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6001,54 +6001,54 @@ int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathEndPointAngle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pathEndPointAngle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaAngle(ctxt, &(*(*pvalue).u.pathEndPointAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointCenter\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointCenter\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointCenter))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointLeft\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointLeft\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointLeft))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointRight\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneCrownPointRight\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointRight))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAngle\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"laneAngle\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*(*pvalue).u.laneAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6064,36 +6064,36 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6105,35 +6105,35 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6148,53 +6148,53 @@ int asn1JsonEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing*
 int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicle\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicle\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"crosswalk\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"crosswalk\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"bikeLane\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"bikeLane\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sidewalk\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sidewalk\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"median\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"median\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"striping\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"striping\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trackedVehicle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trackedVehicle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parking\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"parking\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6210,44 +6210,44 @@ int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timing\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timing\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speeds\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speeds\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6257,36 +6257,36 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6301,64 +6301,64 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.movementNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"movementName\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"movementName\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6368,36 +6368,36 @@ int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6409,37 +6409,37 @@ int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.localNodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"localNode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"localNode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"disabled\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"disabled\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabled\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"enabled\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
+      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dWidth\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6447,7 +6447,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       first = 0;
    }
    if ((*pvalue).m.dElevationPresent) {
-      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
+      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dElevation\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6455,7 +6455,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6465,36 +6465,36 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6509,7 +6509,7 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6542,185 +6542,185 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
 int asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
+   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lon\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"computed\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"computed\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6736,60 +6736,60 @@ int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY1\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY1\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY2\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY2\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY3\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY3\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY4\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY4\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY5\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY5\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY6\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-XY6\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-LatLon\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"node-LatLon\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -6799,22 +6799,22 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -6826,20 +6826,20 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"delta\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"delta\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6849,101 +6849,101 @@ int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"orientation\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pos\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pos\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.elevationPresent) {
-      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncFastMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6951,7 +6951,7 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6961,36 +6961,36 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7005,83 +7005,83 @@ int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+   if ((*pvalue).speed > 8191 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.typePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.routeNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"routeName\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"routeName\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transitStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitOccupancy\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transitOccupancy\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
+      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncFastMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7089,7 +7089,7 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7099,36 +7099,36 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7143,20 +7143,20 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+      if ((*pvalue).heading > 28800 || !rtJsonEncFastMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7164,7 +7164,7 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       first = 0;
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7174,30 +7174,30 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subrole\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"subrole\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3883\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7205,12 +7205,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       first = 0;
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7220,22 +7220,22 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7247,57 +7247,57 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"basicType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*(*pvalue).u.basicType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
@@ -7313,36 +7313,36 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7357,86 +7357,86 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+   if ((*pvalue).revision > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7444,15 +7444,15 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       first = 0;
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadLaneSet\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadLaneSet\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7462,36 +7462,36 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7503,74 +7503,74 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetSet\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"offsetSet\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7579,22 +7579,22 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7606,37 +7606,37 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.rolePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeData\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"typeData\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7646,37 +7646,37 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inBoundLane\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"inBoundLane\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outBoundLane\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outBoundLane\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7686,36 +7686,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7727,34 +7727,34 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7762,7 +7762,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7770,7 +7770,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.durationPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7778,7 +7778,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7788,36 +7788,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7829,29 +7829,29 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sigStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sigStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7861,36 +7861,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -7902,58 +7902,58 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.requesterPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requester\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"requester\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inboundOn\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"inboundOn\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outboundOn\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outboundOn\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+      if ((*pvalue).minute > 527040 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7961,7 +7961,7 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       first = 0;
    }
    if ((*pvalue).m.secondPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7969,18 +7969,18 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       first = 0;
    }
    if ((*pvalue).m.durationPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7990,36 +7990,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
    case 0:
@@ -8034,40 +8034,40 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"throttle\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"throttle\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8101,24 +8101,24 @@ int asn1JsonEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startTimePresent) {
-      if ((*pvalue).startTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
+      if ((*pvalue).startTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startTime\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).minEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
+   if ((*pvalue).minEndTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.maxEndTimePresent) {
-      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
+      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8126,7 +8126,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if ((*pvalue).likelyTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
+      if ((*pvalue).likelyTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"likelyTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8134,7 +8134,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((*pvalue).confidence > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
+      if ((*pvalue).confidence > 15 || !rtJsonEncFastMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8142,7 +8142,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    if ((*pvalue).m.nextTimePresent) {
-      if ((*pvalue).nextTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
+      if ((*pvalue).nextTime > 36001 || !rtJsonEncFastMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nextTime\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8150,7 +8150,7 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8165,36 +8165,36 @@ int asn1JsonEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalu
 int asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+   if ((*pvalue).speed > 8191 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"entityID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"entityID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*(*pvalue).u.stationID))) != 0) return LOG_RTERR(ctxt, stat);
@@ -8204,7 +8204,7 @@ int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9271,7 +9271,7 @@ int asn1JsonEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* p
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "DSRC";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"DSRC", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "timeStamp";
@@ -9290,177 +9290,184 @@ static const char XmlName_12[16] = "rev";
 static const char XmlName_13[16] = "anchorPoint";
 static const char XmlName_14[16] = "rtcmHeader";
 static const char XmlName_15[16] = "msgs";
-static const char XmlName_16[16] = "second";
-static const char XmlName_17[16] = "sequenceNumber";
-static const char XmlName_18[16] = "requests";
-static const char XmlName_19[16] = "requestor";
-static const char XmlName_20[16] = "status";
-static const char XmlName_21[16] = "type";
-static const char XmlName_22[16] = "speed";
-static const char XmlName_23[16] = "confidence";
-static const char XmlName_24[16] = "distance";
-static const char XmlName_25[16] = "class";
-static const char XmlName_26[16] = "AdvisorySpeed";
-static const char XmlName_27[16] = "antOffsetX";
-static const char XmlName_28[16] = "antOffsetY";
-static const char XmlName_29[16] = "antOffsetZ";
-static const char XmlName_30[16] = "referenceLaneId";
-static const char XmlName_31[16] = "offsetXaxis";
-static const char XmlName_32[16] = "offsetYaxis";
-static const char XmlName_33[16] = "rotateXY";
-static const char XmlName_34[16] = "scaleXaxis";
-static const char XmlName_35[16] = "scaleYaxis";
-static const char XmlName_36[16] = "small";
-static const char XmlName_37[16] = "large";
-static const char XmlName_38[16] = "Connection";
-static const char XmlName_39[16] = "lane";
-static const char XmlName_40[16] = "maneuver";
-static const char XmlName_41[16] = "connectingLane";
-static const char XmlName_42[32] = "remoteIntersection";
-static const char XmlName_43[16] = "signalGroup";
-static const char XmlName_44[16] = "userClass";
-static const char XmlName_45[16] = "connectionID";
-static const char XmlName_46[16] = "queueLength";
-static const char XmlName_47[32] = "availableStorageLength";
-static const char XmlName_48[16] = "waitOnStop";
-static const char XmlName_49[32] = "pedBicycleDetect";
-static const char XmlName_50[16] = "year";
-static const char XmlName_51[16] = "month";
-static const char XmlName_52[16] = "day";
-static const char XmlName_53[16] = "hour";
-static const char XmlName_54[16] = "minute";
-static const char XmlName_55[16] = "offset";
-static const char XmlName_56[16] = "LaneID";
-static const char XmlName_57[16] = "utcTime";
-static const char XmlName_58[16] = "long";
-static const char XmlName_59[16] = "lat";
-static const char XmlName_60[16] = "elevation";
-static const char XmlName_61[16] = "heading";
-static const char XmlName_62[16] = "posAccuracy";
-static const char XmlName_63[16] = "timeConfidence";
-static const char XmlName_64[16] = "posConfidence";
-static const char XmlName_65[16] = "speedConfidence";
-static const char XmlName_66[16] = "laneID";
-static const char XmlName_67[16] = "ingressApproach";
-static const char XmlName_68[16] = "egressApproach";
-static const char XmlName_69[16] = "laneAttributes";
-static const char XmlName_70[16] = "maneuvers";
-static const char XmlName_71[16] = "nodeList";
-static const char XmlName_72[16] = "connectsTo";
-static const char XmlName_73[16] = "overlays";
-static const char XmlName_74[16] = "approach";
-static const char XmlName_75[16] = "connection";
-static const char XmlName_76[16] = "id";
-static const char XmlName_77[16] = "revision";
-static const char XmlName_78[16] = "refPoint";
-static const char XmlName_79[16] = "laneWidth";
-static const char XmlName_80[16] = "speedLimits";
-static const char XmlName_81[16] = "laneSet";
-static const char XmlName_82[32] = "preemptPriorityData";
-static const char XmlName_83[32] = "IntersectionGeometry";
-static const char XmlName_84[16] = "region";
-static const char XmlName_85[16] = "moy";
-static const char XmlName_86[16] = "enabledLanes";
-static const char XmlName_87[16] = "states";
-static const char XmlName_88[32] = "maneuverAssistList";
-static const char XmlName_89[32] = "IntersectionState";
-static const char XmlName_90[16] = "directionalUse";
-static const char XmlName_91[16] = "sharedWith";
-static const char XmlName_92[16] = "laneType";
-static const char XmlName_93[32] = "pathEndPointAngle";
-static const char XmlName_94[32] = "laneCrownPointCenter";
-static const char XmlName_95[32] = "laneCrownPointLeft";
-static const char XmlName_96[32] = "laneCrownPointRight";
-static const char XmlName_97[16] = "laneAngle";
-static const char XmlName_98[32] = "LaneDataAttribute";
-static const char XmlName_99[16] = "GenericLane";
-static const char XmlName_100[16] = "vehicle";
-static const char XmlName_101[16] = "crosswalk";
-static const char XmlName_102[16] = "bikeLane";
-static const char XmlName_103[16] = "sidewalk";
-static const char XmlName_104[16] = "median";
-static const char XmlName_105[16] = "striping";
-static const char XmlName_106[16] = "trackedVehicle";
-static const char XmlName_107[16] = "parking";
-static const char XmlName_108[32] = "ConnectionManeuverAssist";
-static const char XmlName_109[16] = "eventState";
-static const char XmlName_110[16] = "timing";
-static const char XmlName_111[16] = "speeds";
-static const char XmlName_112[16] = "MovementEvent";
-static const char XmlName_113[16] = "MovementState";
-static const char XmlName_114[32] = "state-time-speed";
-static const char XmlName_115[16] = "localNode";
-static const char XmlName_116[16] = "disabled";
-static const char XmlName_117[16] = "enabled";
-static const char XmlName_118[16] = "data";
-static const char XmlName_119[16] = "dWidth";
-static const char XmlName_120[16] = "dElevation";
-static const char XmlName_121[16] = "NodeAttributeXY";
-static const char XmlName_122[16] = "lon";
-static const char XmlName_123[16] = "x";
-static const char XmlName_124[16] = "y";
-static const char XmlName_125[16] = "nodes";
-static const char XmlName_126[16] = "computed";
-static const char XmlName_127[16] = "node-XY1";
-static const char XmlName_128[16] = "node-XY2";
-static const char XmlName_129[16] = "node-XY3";
-static const char XmlName_130[16] = "node-XY4";
-static const char XmlName_131[16] = "node-XY5";
-static const char XmlName_132[16] = "node-XY6";
-static const char XmlName_133[16] = "node-LatLon";
-static const char XmlName_134[16] = "delta";
-static const char XmlName_135[16] = "attributes";
-static const char XmlName_136[16] = "NodeXY";
-static const char XmlName_137[16] = "semiMajor";
-static const char XmlName_138[16] = "semiMinor";
-static const char XmlName_139[16] = "orientation";
-static const char XmlName_140[16] = "pos";
-static const char XmlName_141[32] = "SignalControlZone";
-static const char XmlName_142[16] = "position";
-static const char XmlName_143[16] = "transitStatus";
-static const char XmlName_144[32] = "transitOccupancy";
-static const char XmlName_145[16] = "transitSchedule";
-static const char XmlName_146[16] = "role";
-static const char XmlName_147[16] = "subrole";
-static const char XmlName_148[16] = "request";
-static const char XmlName_149[16] = "iso3883";
-static const char XmlName_150[16] = "hpmsType";
-static const char XmlName_151[16] = "users";
-static const char XmlName_152[32] = "RestrictionClassAssignment";
-static const char XmlName_153[16] = "basicType";
-static const char XmlName_154[32] = "RestrictionUserType";
-static const char XmlName_155[16] = "roadLaneSet";
-static const char XmlName_156[16] = "RoadSegment";
-static const char XmlName_157[16] = "offsetSet";
-static const char XmlName_158[32] = "SegmentAttributeXY";
-static const char XmlName_159[16] = "zone";
-static const char XmlName_160[16] = "typeData";
-static const char XmlName_161[16] = "requestID";
-static const char XmlName_162[16] = "requestType";
-static const char XmlName_163[16] = "inBoundLane";
-static const char XmlName_164[16] = "outBoundLane";
-static const char XmlName_165[32] = "SignalRequestPackage";
-static const char XmlName_166[16] = "duration";
-static const char XmlName_167[16] = "sigStatus";
-static const char XmlName_168[16] = "SignalStatus";
-static const char XmlName_169[32] = "SignalStatusPackage";
-static const char XmlName_170[16] = "requester";
-static const char XmlName_171[16] = "inboundOn";
-static const char XmlName_172[16] = "outboundOn";
-static const char XmlName_173[16] = "throttle";
-static const char XmlName_174[32] = "RegulatorySpeedLimit";
-static const char XmlName_175[16] = "startTime";
-static const char XmlName_176[16] = "minEndTime";
-static const char XmlName_177[16] = "maxEndTime";
-static const char XmlName_178[16] = "likelyTime";
-static const char XmlName_179[16] = "nextTime";
-static const char XmlName_180[16] = "transmisson";
-static const char XmlName_181[16] = "stationID";
+static const char XmlName_16[16] = "name";
+static const char XmlName_17[16] = "second";
+static const char XmlName_18[16] = "sequenceNumber";
+static const char XmlName_19[16] = "requests";
+static const char XmlName_20[16] = "requestor";
+static const char XmlName_21[16] = "status";
+static const char XmlName_22[16] = "type";
+static const char XmlName_23[16] = "speed";
+static const char XmlName_24[16] = "confidence";
+static const char XmlName_25[16] = "distance";
+static const char XmlName_26[16] = "class";
+static const char XmlName_27[16] = "AdvisorySpeed";
+static const char XmlName_28[16] = "antOffsetX";
+static const char XmlName_29[16] = "antOffsetY";
+static const char XmlName_30[16] = "antOffsetZ";
+static const char XmlName_31[16] = "referenceLaneId";
+static const char XmlName_32[16] = "offsetXaxis";
+static const char XmlName_33[16] = "offsetYaxis";
+static const char XmlName_34[16] = "rotateXY";
+static const char XmlName_35[16] = "scaleXaxis";
+static const char XmlName_36[16] = "scaleYaxis";
+static const char XmlName_37[16] = "small";
+static const char XmlName_38[16] = "large";
+static const char XmlName_39[16] = "Connection";
+static const char XmlName_40[16] = "lane";
+static const char XmlName_41[16] = "maneuver";
+static const char XmlName_42[16] = "connectingLane";
+static const char XmlName_43[32] = "remoteIntersection";
+static const char XmlName_44[16] = "signalGroup";
+static const char XmlName_45[16] = "userClass";
+static const char XmlName_46[16] = "connectionID";
+static const char XmlName_47[16] = "queueLength";
+static const char XmlName_48[32] = "availableStorageLength";
+static const char XmlName_49[16] = "waitOnStop";
+static const char XmlName_50[32] = "pedBicycleDetect";
+static const char XmlName_51[16] = "processMethod";
+static const char XmlName_52[16] = "processAgency";
+static const char XmlName_53[16] = "lastCheckedDate";
+static const char XmlName_54[16] = "geoidUsed";
+static const char XmlName_55[16] = "year";
+static const char XmlName_56[16] = "month";
+static const char XmlName_57[16] = "day";
+static const char XmlName_58[16] = "hour";
+static const char XmlName_59[16] = "minute";
+static const char XmlName_60[16] = "offset";
+static const char XmlName_61[16] = "LaneID";
+static const char XmlName_62[16] = "utcTime";
+static const char XmlName_63[16] = "long";
+static const char XmlName_64[16] = "lat";
+static const char XmlName_65[16] = "elevation";
+static const char XmlName_66[16] = "heading";
+static const char XmlName_67[16] = "posAccuracy";
+static const char XmlName_68[16] = "timeConfidence";
+static const char XmlName_69[16] = "posConfidence";
+static const char XmlName_70[16] = "speedConfidence";
+static const char XmlName_71[16] = "laneID";
+static const char XmlName_72[16] = "ingressApproach";
+static const char XmlName_73[16] = "egressApproach";
+static const char XmlName_74[16] = "laneAttributes";
+static const char XmlName_75[16] = "maneuvers";
+static const char XmlName_76[16] = "nodeList";
+static const char XmlName_77[16] = "connectsTo";
+static const char XmlName_78[16] = "overlays";
+static const char XmlName_79[16] = "approach";
+static const char XmlName_80[16] = "connection";
+static const char XmlName_81[16] = "id";
+static const char XmlName_82[16] = "revision";
+static const char XmlName_83[16] = "refPoint";
+static const char XmlName_84[16] = "laneWidth";
+static const char XmlName_85[16] = "speedLimits";
+static const char XmlName_86[16] = "laneSet";
+static const char XmlName_87[32] = "preemptPriorityData";
+static const char XmlName_88[32] = "IntersectionGeometry";
+static const char XmlName_89[16] = "region";
+static const char XmlName_90[16] = "moy";
+static const char XmlName_91[16] = "enabledLanes";
+static const char XmlName_92[16] = "states";
+static const char XmlName_93[32] = "maneuverAssistList";
+static const char XmlName_94[32] = "IntersectionState";
+static const char XmlName_95[16] = "directionalUse";
+static const char XmlName_96[16] = "sharedWith";
+static const char XmlName_97[16] = "laneType";
+static const char XmlName_98[32] = "pathEndPointAngle";
+static const char XmlName_99[32] = "laneCrownPointCenter";
+static const char XmlName_100[32] = "laneCrownPointLeft";
+static const char XmlName_101[32] = "laneCrownPointRight";
+static const char XmlName_102[16] = "laneAngle";
+static const char XmlName_103[32] = "LaneDataAttribute";
+static const char XmlName_104[16] = "GenericLane";
+static const char XmlName_105[16] = "vehicle";
+static const char XmlName_106[16] = "crosswalk";
+static const char XmlName_107[16] = "bikeLane";
+static const char XmlName_108[16] = "sidewalk";
+static const char XmlName_109[16] = "median";
+static const char XmlName_110[16] = "striping";
+static const char XmlName_111[16] = "trackedVehicle";
+static const char XmlName_112[16] = "parking";
+static const char XmlName_113[32] = "ConnectionManeuverAssist";
+static const char XmlName_114[16] = "eventState";
+static const char XmlName_115[16] = "timing";
+static const char XmlName_116[16] = "speeds";
+static const char XmlName_117[16] = "MovementEvent";
+static const char XmlName_118[16] = "MovementState";
+static const char XmlName_119[16] = "movementName";
+static const char XmlName_120[32] = "state-time-speed";
+static const char XmlName_121[16] = "localNode";
+static const char XmlName_122[16] = "disabled";
+static const char XmlName_123[16] = "enabled";
+static const char XmlName_124[16] = "data";
+static const char XmlName_125[16] = "dWidth";
+static const char XmlName_126[16] = "dElevation";
+static const char XmlName_127[16] = "NodeAttributeXY";
+static const char XmlName_128[16] = "lon";
+static const char XmlName_129[16] = "x";
+static const char XmlName_130[16] = "y";
+static const char XmlName_131[16] = "nodes";
+static const char XmlName_132[16] = "computed";
+static const char XmlName_133[16] = "node-XY1";
+static const char XmlName_134[16] = "node-XY2";
+static const char XmlName_135[16] = "node-XY3";
+static const char XmlName_136[16] = "node-XY4";
+static const char XmlName_137[16] = "node-XY5";
+static const char XmlName_138[16] = "node-XY6";
+static const char XmlName_139[16] = "node-LatLon";
+static const char XmlName_140[16] = "delta";
+static const char XmlName_141[16] = "attributes";
+static const char XmlName_142[16] = "NodeXY";
+static const char XmlName_143[16] = "semiMajor";
+static const char XmlName_144[16] = "semiMinor";
+static const char XmlName_145[16] = "orientation";
+static const char XmlName_146[16] = "pos";
+static const char XmlName_147[32] = "SignalControlZone";
+static const char XmlName_148[16] = "position";
+static const char XmlName_149[16] = "routeName";
+static const char XmlName_150[16] = "transitStatus";
+static const char XmlName_151[32] = "transitOccupancy";
+static const char XmlName_152[16] = "transitSchedule";
+static const char XmlName_153[16] = "role";
+static const char XmlName_154[16] = "subrole";
+static const char XmlName_155[16] = "request";
+static const char XmlName_156[16] = "iso3883";
+static const char XmlName_157[16] = "hpmsType";
+static const char XmlName_158[16] = "users";
+static const char XmlName_159[32] = "RestrictionClassAssignment";
+static const char XmlName_160[16] = "basicType";
+static const char XmlName_161[32] = "RestrictionUserType";
+static const char XmlName_162[16] = "roadLaneSet";
+static const char XmlName_163[16] = "RoadSegment";
+static const char XmlName_164[16] = "offsetSet";
+static const char XmlName_165[32] = "SegmentAttributeXY";
+static const char XmlName_166[16] = "zone";
+static const char XmlName_167[16] = "typeData";
+static const char XmlName_168[16] = "requestID";
+static const char XmlName_169[16] = "requestType";
+static const char XmlName_170[16] = "inBoundLane";
+static const char XmlName_171[16] = "outBoundLane";
+static const char XmlName_172[32] = "SignalRequestPackage";
+static const char XmlName_173[16] = "duration";
+static const char XmlName_174[16] = "sigStatus";
+static const char XmlName_175[16] = "SignalStatus";
+static const char XmlName_176[32] = "SignalStatusPackage";
+static const char XmlName_177[16] = "requester";
+static const char XmlName_178[16] = "inboundOn";
+static const char XmlName_179[16] = "outboundOn";
+static const char XmlName_180[16] = "throttle";
+static const char XmlName_181[32] = "RegulatorySpeedLimit";
+static const char XmlName_182[16] = "startTime";
+static const char XmlName_183[16] = "minEndTime";
+static const char XmlName_184[16] = "maxEndTime";
+static const char XmlName_185[16] = "likelyTime";
+static const char XmlName_186[16] = "nextTime";
+static const char XmlName_187[16] = "transmisson";
+static const char XmlName_188[16] = "stationID";
 
 int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9530,7 +9537,7 @@ int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, cons
 int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9550,7 +9557,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
 int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9571,7 +9578,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
 int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).msgCnt > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).msgCnt, XmlName_11, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt, (const QSUTF8CHAR*)"msgCnt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).rev > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)(*pvalue).rev, XmlName_12, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_RTCM_Revision(ctxt, (*pvalue).rev, (const QSUTF8CHAR*)"rev", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9624,7 +9631,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
 int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9644,7 +9651,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9661,13 +9668,13 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
 int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (!((*pvalue).intersections.count < 1) && !((*pvalue).intersections.count > 32) && rtXmlEncFastStart(ctxt, XmlName_4, 13) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9695,7 +9702,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
 int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9715,7 +9722,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
 int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9732,28 +9739,28 @@ int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
 int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestsPresent) {
-      if (!((*pvalue).requests.count < 1) && !((*pvalue).requests.count > 32) && rtXmlEncFastStart(ctxt, XmlName_18, 8) == 0) {
+      if (!((*pvalue).requests.count < 1) && !((*pvalue).requests.count > 32) && rtXmlEncFastStart(ctxt, XmlName_19, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_18, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"requests", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_19, 9) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_20, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -9777,7 +9784,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9797,7 +9804,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9814,18 +9821,18 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
 int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).status.count < 1) && !((*pvalue).status.count > 32) && rtXmlEncFastStart(ctxt, XmlName_20, 6) == 0) {
+   if (!((*pvalue).status.count < 1) && !((*pvalue).status.count > 32) && rtXmlEncFastStart(ctxt, XmlName_21, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -9849,7 +9856,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9869,7 +9876,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9886,20 +9893,20 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
 int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_22, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if (((*pvalue).confidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).confidence, XmlName_23, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).confidence, XmlName_24, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if (((*pvalue).distance > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).distance, XmlName_24, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).distance > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).distance, XmlName_25, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.class_Present) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).class_, XmlName_25, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).class_, XmlName_26, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -9919,7 +9926,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
 int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -9939,7 +9946,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9956,13 +9963,13 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_26, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_27, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_27, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -9976,11 +9983,11 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_27, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_28, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_28, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_30, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9988,33 +9995,33 @@ int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
 int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_30, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_31, 11) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_31, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_32, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"offsetXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_32, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"offsetYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if (((*pvalue).rotateXY > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).rotateXY, XmlName_33, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).rotateXY > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).rotateXY, XmlName_34, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if (((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleXaxis, XmlName_34, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleXaxis, XmlName_35, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if (((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleYaxis, XmlName_35, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleYaxis, XmlName_36, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -10034,16 +10041,16 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
 int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_36, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_38, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -10056,16 +10063,16 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
 int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_36, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_37, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_38, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -10078,7 +10085,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
 int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10098,7 +10105,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10115,13 +10122,13 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_38, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_39, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_39, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10135,11 +10142,11 @@ int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_40, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
-      if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_40, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_41, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10148,20 +10155,20 @@ int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
 int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_41, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_42, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"connectingLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_43, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10169,13 +10176,13 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"remoteIntersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_44, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_44, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_45, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_46, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10184,20 +10191,20 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
 int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_46, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.queueLengthPresent) {
-      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_46, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_47, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_47, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_48, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_48, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_49, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_49, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_50, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -10217,7 +10224,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
 int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10237,7 +10244,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
 int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10258,35 +10265,35 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
 int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.processMethodPresent) {
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).processMethod, 0, 1099511627776, XmlName_51, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).processAgency, 0, 1099511627776, XmlName_52, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).lastCheckedDate, 0, 1099511627776, XmlName_53, 15) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).geoidUsed, 0, 1099511627776, XmlName_54, 9) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10296,28 +10303,28 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
 int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_50, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_55, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_51, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_56, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_52, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_57, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_53, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_58, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_60, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10326,11 +10333,11 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
 int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_61, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10339,30 +10346,30 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.utcTimePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_57, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"utcTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_63, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10370,9 +10377,9 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_62, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_67, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_67, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10380,12 +10387,12 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"posAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_63, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_68, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_64, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_69, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10393,9 +10400,9 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"posConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_65, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_70, 15) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10410,41 +10417,41 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
 int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_66, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_71, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_67, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_72, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_68, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_73, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_69, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_74, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"laneAttributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if (((*pvalue).maneuvers.numbits < 12 || (*pvalue).maneuvers.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuvers.numbits, (*pvalue).maneuvers.data, 8 * sizeof((*pvalue).maneuvers.data), XmlName_70, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuvers.numbits < 12 || (*pvalue).maneuvers.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuvers.numbits, (*pvalue).maneuvers.data, 8 * sizeof((*pvalue).maneuvers.data), XmlName_75, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_71, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"nodeList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_72, 10) == 0) {
+      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_77, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_77, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10452,9 +10459,9 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"connectsTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_73, 8) == 0) {
+      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_73, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10479,7 +10486,7 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
 int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10499,7 +10506,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10520,20 +10527,20 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.lane), XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.lane), XmlName_40, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_74, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_79, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_75, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_80, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -10550,53 +10557,53 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
 int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_83, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_84, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_81, 7) == 0) {
+   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_86, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"laneSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_82, 19) == 0) {
+      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_87, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_82, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10621,7 +10628,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
 int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10641,7 +10648,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10658,13 +10665,13 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
 int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_83, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_88, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10678,12 +10685,12 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_89, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10691,49 +10698,49 @@ int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
 int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).status.numbits < 16 || (*pvalue).status.numbits > 16 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status.numbits < 16 || (*pvalue).status.numbits > 16 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_85, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_90, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_86, 12) == 0) {
+      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_91, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_91, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"enabledLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_87, 6) == 0) {
+   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_92, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_92, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"states", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_93, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_93, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10758,7 +10765,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
 int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10778,7 +10785,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10799,13 +10806,13 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
 int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_89, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_94, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_89, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_94, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10819,13 +10826,13 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_90, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_91, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_92, 8) == 0) {
+   if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_95, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_96, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_97, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_92, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_97, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -10848,7 +10855,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
 int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10869,34 +10876,34 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_93, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_98, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_94, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_99, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_95, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_100, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_96, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_101, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_97, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_102, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10929,7 +10936,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
 int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -10949,7 +10956,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10966,13 +10973,13 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
 int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_98, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_103, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_98, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_103, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10986,13 +10993,13 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_104, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11006,7 +11013,7 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 int XmlEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11015,40 +11022,40 @@ int XmlEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pval
 int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastBits(ctxt, (*(*pvalue).u.vehicle).numbits, (*(*pvalue).u.vehicle).data, 8 * sizeof((*(*pvalue).u.vehicle).data), XmlName_100, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBits(ctxt, (*(*pvalue).u.vehicle).numbits, (*(*pvalue).u.vehicle).data, 8 * sizeof((*(*pvalue).u.vehicle).data), XmlName_105, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.crosswalk).numbits < 16 || (*(*pvalue).u.crosswalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.crosswalk).numbits, (*(*pvalue).u.crosswalk).data, 8 * sizeof((*(*pvalue).u.crosswalk).data), XmlName_101, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.crosswalk).numbits < 16 || (*(*pvalue).u.crosswalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.crosswalk).numbits, (*(*pvalue).u.crosswalk).data, 8 * sizeof((*(*pvalue).u.crosswalk).data), XmlName_106, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.bikeLane).numbits < 16 || (*(*pvalue).u.bikeLane).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.bikeLane).numbits, (*(*pvalue).u.bikeLane).data, 8 * sizeof((*(*pvalue).u.bikeLane).data), XmlName_102, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.bikeLane).numbits < 16 || (*(*pvalue).u.bikeLane).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.bikeLane).numbits, (*(*pvalue).u.bikeLane).data, 8 * sizeof((*(*pvalue).u.bikeLane).data), XmlName_107, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.sidewalk).numbits < 16 || (*(*pvalue).u.sidewalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.sidewalk).numbits, (*(*pvalue).u.sidewalk).data, 8 * sizeof((*(*pvalue).u.sidewalk).data), XmlName_103, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.sidewalk).numbits < 16 || (*(*pvalue).u.sidewalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.sidewalk).numbits, (*(*pvalue).u.sidewalk).data, 8 * sizeof((*(*pvalue).u.sidewalk).data), XmlName_108, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.median).numbits < 16 || (*(*pvalue).u.median).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.median).numbits, (*(*pvalue).u.median).data, 8 * sizeof((*(*pvalue).u.median).data), XmlName_104, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.median).numbits < 16 || (*(*pvalue).u.median).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.median).numbits, (*(*pvalue).u.median).data, 8 * sizeof((*(*pvalue).u.median).data), XmlName_109, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.striping).numbits < 16 || (*(*pvalue).u.striping).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.striping).numbits, (*(*pvalue).u.striping).data, 8 * sizeof((*(*pvalue).u.striping).data), XmlName_105, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.striping).numbits < 16 || (*(*pvalue).u.striping).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.striping).numbits, (*(*pvalue).u.striping).data, 8 * sizeof((*(*pvalue).u.striping).data), XmlName_110, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.trackedVehicle).numbits < 16 || (*(*pvalue).u.trackedVehicle).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.trackedVehicle).numbits, (*(*pvalue).u.trackedVehicle).data, 8 * sizeof((*(*pvalue).u.trackedVehicle).data), XmlName_106, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trackedVehicle).numbits < 16 || (*(*pvalue).u.trackedVehicle).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.trackedVehicle).numbits, (*(*pvalue).u.trackedVehicle).data, 8 * sizeof((*(*pvalue).u.trackedVehicle).data), XmlName_111, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.parking).numbits < 16 || (*(*pvalue).u.parking).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.parking).numbits, (*(*pvalue).u.parking).data, 8 * sizeof((*(*pvalue).u.parking).data), XmlName_107, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.parking).numbits < 16 || (*(*pvalue).u.parking).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.parking).numbits, (*(*pvalue).u.parking).data, 8 * sizeof((*(*pvalue).u.parking).data), XmlName_112, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
@@ -11065,13 +11072,13 @@ int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
 int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_108, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_113, 24) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_108, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11085,13 +11092,13 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
 int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_109, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_114, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_110, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_115, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_110, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11099,9 +11106,9 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       else if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"timing", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_111, 6) == 0) {
+      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_116, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_111, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11126,7 +11133,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
 int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -11146,7 +11153,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11167,13 +11174,13 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_112, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_117, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_112, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11187,13 +11194,13 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_113, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_118, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11207,24 +11214,24 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
 int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.movementNamePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).movementName, 1, 63, XmlName_119, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_114, 16) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_44, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_120, 16) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_114, 16)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_120, 16)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"state-time-speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_93, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_93, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11249,7 +11256,7 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
 int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -11269,7 +11276,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11286,12 +11293,12 @@ int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.localNodePresent) {
-      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_115, 9) == 0) {
+      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_121, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_121, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11299,9 +11306,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"localNode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_116, 8) == 0) {
+      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_122, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_122, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11309,9 +11316,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"disabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_117, 7) == 0) {
+      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_123, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_123, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11319,9 +11326,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"enabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_118, 4) == 0) {
+      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_124, 4) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_124, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11329,10 +11336,10 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"data", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_119, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_125, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_120, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_126, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11352,7 +11359,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
 int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -11372,7 +11379,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11393,7 +11400,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
 int XmlEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 11) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11402,11 +11409,11 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttribute
 int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_121, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_127, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11415,10 +11422,10 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_122, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_128, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11426,10 +11433,10 @@ int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
 int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11437,10 +11444,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
 int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11448,10 +11455,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
 int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11459,10 +11466,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
 int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11470,10 +11477,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
 int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11481,10 +11488,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
 int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_129, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_130, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11492,14 +11499,14 @@ int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
 int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_125, 5) == 0) {
+      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_131, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_125, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_131, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11508,9 +11515,9 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
       break;
    case 2:
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_126, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_132, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_126, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_132, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11532,14 +11539,14 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
 int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_127, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_133, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_127, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_133, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11548,9 +11555,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 2:
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_128, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_134, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_128, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11559,9 +11566,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 3:
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_129, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_135, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_129, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11570,9 +11577,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 4:
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_130, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_136, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_136, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11581,9 +11588,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 5:
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_131, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_137, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_131, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_137, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11592,9 +11599,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 6:
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_132, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_138, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_132, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_138, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11603,9 +11610,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 7:
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_133, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_139, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_133, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_139, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11634,7 +11641,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
 int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11651,20 +11658,20 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
 int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_134, 5) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_140, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_140, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"delta", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_135, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_141, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11679,13 +11686,13 @@ int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const 
 int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_136, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_142, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_136, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11699,11 +11706,11 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_61, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11712,11 +11719,11 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_137, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_138, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_139, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_143, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_144, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_145, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11724,10 +11731,10 @@ int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
 int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_140, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_146, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11735,12 +11742,12 @@ int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
 int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_64, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_63, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11760,7 +11767,7 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
 int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -11780,7 +11787,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11801,13 +11808,13 @@ int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
 int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_141, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_147, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_147, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11821,10 +11828,10 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_22, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11832,20 +11839,20 @@ int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
 int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.typePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_21, 4) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_22, 4) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11853,9 +11860,9 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_148, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11863,19 +11870,19 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.routeNamePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).routeName, 1, 63, XmlName_149, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if (((*pvalue).transitStatus.numbits < 8 || (*pvalue).transitStatus.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).transitStatus.numbits, (*pvalue).transitStatus.data, 8 * sizeof((*pvalue).transitStatus.data), XmlName_143, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitStatus.numbits < 8 || (*pvalue).transitStatus.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).transitStatus.numbits, (*pvalue).transitStatus.data, 8 * sizeof((*pvalue).transitStatus.data), XmlName_150, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_144, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_151, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_145, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_152, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11895,7 +11902,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
 int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -11915,7 +11922,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11936,23 +11943,23 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
 int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_148, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11967,20 +11974,20 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
 int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_153, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_147, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_154, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_155, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_149, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_156, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_150, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_157, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -12000,7 +12007,7 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
 int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12017,12 +12024,12 @@ int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
 int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_151, 5) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_158, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_158, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12035,13 +12042,13 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
 int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_159, 26) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12055,12 +12062,12 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_153, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_160, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -12088,7 +12095,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
 int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12108,7 +12115,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12129,13 +12136,13 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
 int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_154, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_161, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_161, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12149,13 +12156,13 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_104, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12169,12 +12176,12 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_89, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_81, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12182,44 +12189,44 @@ int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
 int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).name, 1, 63, XmlName_16, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_83, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_84, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_85, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_155, 11) == 0) {
+   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_162, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_162, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12243,7 +12250,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
 int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12263,7 +12270,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12280,13 +12287,13 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_156, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_163, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_156, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12300,12 +12307,12 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_157, 9) == 0) {
+   if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_164, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_157, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12318,7 +12325,7 @@ int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
 int XmlEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12331,11 +12338,11 @@ int XmlEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_158, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_165, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12344,11 +12351,11 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_159, 4) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_166, 4) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 4)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_166, 4)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12362,7 +12369,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
 int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12379,25 +12386,25 @@ int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
 int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_155, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rolePresent) {
-      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_153, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_160, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_167, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_160, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12412,30 +12419,30 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
 int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_161, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_162, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_163, 11) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_168, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_169, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_170, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"inBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_164, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12460,7 +12467,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
 int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12480,7 +12487,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12497,13 +12504,13 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_165, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_165, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12517,24 +12524,24 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_148, 7) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_155, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -12554,7 +12561,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12574,7 +12581,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12591,20 +12598,20 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
 int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_18, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_81, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_167, 9) == 0) {
+   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_174, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_174, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12628,7 +12635,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
 int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12648,7 +12655,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12665,13 +12672,13 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_168, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_175, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_175, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12685,13 +12692,13 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
 int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_169, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_176, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_176, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12705,30 +12712,30 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.requesterPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_177, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"requester", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_171, 9) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_178, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_178, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"inboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_179, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12736,15 +12743,15 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"outboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_17, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_21, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12763,7 +12770,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
@@ -12783,7 +12790,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12804,11 +12811,11 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
 int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_66, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_180, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12816,13 +12823,13 @@ int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
 int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_174, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_181, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_174, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_181, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12836,7 +12843,7 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 int XmlEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12845,23 +12852,23 @@ int XmlEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType
 int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startTimePresent) {
-      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_175, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_182, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_176, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_183, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxEndTimePresent) {
-      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_177, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_184, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_178, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_185, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_23, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_24, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_179, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_186, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12870,7 +12877,7 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
 int XmlEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 36001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12879,10 +12886,10 @@ int XmlEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark value, cons
 int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_180, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_187, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_23, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12890,7 +12897,7 @@ int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
 int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -12899,7 +12906,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
       break;
    case 2:
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_181, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_188, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -12912,7 +12919,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
 int XmlEnc_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12921,7 +12928,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpe
 int XmlEnc_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeuvers* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12930,7 +12937,7 @@ int XmlEnc_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeu
 int XmlEnc_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12939,7 +12946,7 @@ int XmlEnc_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle value, const QSUT
 int XmlEnc_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12948,7 +12955,7 @@ int XmlEnc_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID value, 
 int XmlEnc_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 22) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12957,7 +12964,7 @@ int XmlEnc_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicle
 int XmlEnc_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12966,7 +12973,7 @@ int XmlEnc_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay value, const QSUTF8
 int XmlEnc_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -150 || value > 150) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12975,7 +12982,7 @@ int XmlEnc_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle value, 
 int XmlEnc_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -122 || value > 121) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12984,7 +12991,7 @@ int XmlEnc_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime value, co
 int XmlEnc_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveName value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 1 || nbytes > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -12996,7 +13003,7 @@ int XmlEnc_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveNa
 int XmlEnc_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13005,7 +13012,7 @@ int XmlEnc_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour value, const QSUT
 int XmlEnc_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 60) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13014,7 +13021,7 @@ int XmlEnc_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute value, const 
 int XmlEnc_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13023,7 +13030,7 @@ int XmlEnc_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth value, const QS
 int XmlEnc_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -840 || value > 840) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13032,7 +13039,7 @@ int XmlEnc_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset value, const 
 int XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetLg value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13041,7 +13048,7 @@ int XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
 int XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetSm value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -2047 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13050,7 +13057,7 @@ int XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
 int XmlEnc_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13058,7 +13065,7 @@ int XmlEnc_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond value, const 
 int XmlEnc_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13067,7 +13074,7 @@ int XmlEnc_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID value, co
 int XmlEnc_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13076,7 +13083,7 @@ int XmlEnc_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear value, const QSUT
 int XmlEnc_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -4096 || value > 61439) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13085,7 +13092,7 @@ int XmlEnc_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation value, co
 int XmlEnc_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13094,7 +13101,7 @@ int XmlEnc_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation
 int XmlEnc_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13103,7 +13110,7 @@ int XmlEnc_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType value, cons
 int XmlEnc_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13112,7 +13119,7 @@ int XmlEnc_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue
 int XmlEnc_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13121,7 +13128,7 @@ int XmlEnc_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConf
 int XmlEnc_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13130,7 +13137,7 @@ int XmlEnc_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading value, const 
 int XmlEnc_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13138,7 +13145,7 @@ int XmlEnc_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID
 int XmlEnc_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionStatusObject* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13147,7 +13154,7 @@ int XmlEnc_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inte
 int XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13156,7 +13163,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 int XmlEnc_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Bike* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13165,7 +13172,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
 int XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13174,7 +13181,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Lane
 int XmlEnc_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Parking* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13183,7 +13190,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 int XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13192,7 +13199,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 int XmlEnc_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Striping* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13201,7 +13208,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 int XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13210,7 +13217,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 int XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncBitStringExt(ctxt, (*pvalue).numbits, (*pvalue).data, sizeof((*pvalue).data), 0, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13218,7 +13225,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 int XmlEnc_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnectionID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13226,7 +13233,7 @@ int XmlEnc_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnecti
 int XmlEnc_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13235,7 +13242,7 @@ int XmlEnc_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* 
 int XmlEnc_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13243,7 +13250,7 @@ int XmlEnc_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID value, const QS
 int XmlEnc_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13252,7 +13259,7 @@ int XmlEnc_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID value, const 
 int XmlEnc_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13261,7 +13268,7 @@ int XmlEnc_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType value, co
 int XmlEnc_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13270,7 +13277,7 @@ int XmlEnc_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth value, co
 int XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDivergeNodeAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -180 || value > 180) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13279,7 +13286,7 @@ int XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDi
 int XmlEnc_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYear value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 527040) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13288,7 +13295,7 @@ int XmlEnc_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYe
 int XmlEnc_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 9) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13297,7 +13304,7 @@ int XmlEnc_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPh
 int XmlEnc_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13306,7 +13313,7 @@ int XmlEnc_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount value, cons
 int XmlEnc_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -256 || value > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13315,7 +13322,7 @@ int XmlEnc_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09 value, 
 int XmlEnc_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -512 || value > 511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13324,7 +13331,7 @@ int XmlEnc_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10 value, 
 int XmlEnc_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1024 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13333,7 +13340,7 @@ int XmlEnc_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11 value, 
 int XmlEnc_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13342,7 +13349,7 @@ int XmlEnc_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12 value, 
 int XmlEnc_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -4096 || value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13351,7 +13358,7 @@ int XmlEnc_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13 value, 
 int XmlEnc_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -8192 || value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13360,7 +13367,7 @@ int XmlEnc_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14 value, 
 int XmlEnc_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13368,7 +13375,7 @@ int XmlEnc_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16 value, 
 int XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13376,7 +13383,7 @@ int XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Pedes
 int XmlEnc_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13385,7 +13392,7 @@ int XmlEnc_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionCo
 int XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13394,7 +13401,7 @@ int XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int XmlEnc_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13403,7 +13410,7 @@ int XmlEnc_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityR
 int XmlEnc_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13411,7 +13418,7 @@ int XmlEnc_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId value, cons
 int XmlEnc_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13419,7 +13426,7 @@ int XmlEnc_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID value, co
 int XmlEnc_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13428,7 +13435,7 @@ int XmlEnc_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
 int XmlEnc_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13437,7 +13444,7 @@ int XmlEnc_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole
 int XmlEnc_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 13) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13446,7 +13453,7 @@ int XmlEnc_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restrict
 int XmlEnc_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13454,7 +13461,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restrictio
 int XmlEnc_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulatorID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13462,7 +13469,7 @@ int XmlEnc_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulator
 int XmlEnc_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13470,7 +13477,7 @@ int XmlEnc_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID v
 int XmlEnc_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrownAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13478,7 +13485,7 @@ int XmlEnc_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrow
 int XmlEnc_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13487,7 +13494,7 @@ int XmlEnc_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pval
 int XmlEnc_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13496,7 +13503,7 @@ int XmlEnc_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision v
 int XmlEnc_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13505,7 +13512,7 @@ int XmlEnc_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12 value, co
 int XmlEnc_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13513,7 +13520,7 @@ int XmlEnc_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID v
 int XmlEnc_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 37) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13522,7 +13529,7 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAtt
 int XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisAccuracy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13530,7 +13537,7 @@ int XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMaj
 int XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisOrientation value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13538,7 +13545,7 @@ int XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Semi
 int XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMinorAxisAccuracy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13546,7 +13553,7 @@ int XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMin
 int XmlEnc_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 500) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13555,7 +13562,7 @@ int XmlEnc_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice value
 int XmlEnc_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13564,7 +13571,7 @@ int XmlEnc_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfiden
 int XmlEnc_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13573,7 +13580,7 @@ int XmlEnc_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pval
 int XmlEnc_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13582,7 +13589,7 @@ int XmlEnc_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleCo
 int XmlEnc_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 39) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13591,7 +13598,7 @@ int XmlEnc_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence
 int XmlEnc_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIntervalConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13600,7 +13607,7 @@ int XmlEnc_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIn
 int XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13609,7 +13616,7 @@ int XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Trans
 int XmlEnc_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13618,7 +13625,7 @@ int XmlEnc_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitV
 int XmlEnc_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13627,7 +13634,7 @@ int XmlEnc_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmissio
 int XmlEnc_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13636,7 +13643,7 @@ int XmlEnc_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight v
 int XmlEnc_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13645,7 +13652,7 @@ int XmlEnc_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType value
 int XmlEnc_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -13654,7 +13661,7 @@ int XmlEnc_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity value, cons
 int XmlEnc_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13662,7 +13669,7 @@ int XmlEnc_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline
 int XmlEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

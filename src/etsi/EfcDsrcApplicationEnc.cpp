@@ -1315,62 +1315,62 @@ int asn1JsonEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPasse
 int asn1JsonEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle1\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle1)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"maxLadenweightOnAxle1\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle1)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle1\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle2\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle2)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"maxLadenweightOnAxle2\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle2)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle2\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle3\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle3)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"maxLadenweightOnAxle3\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle3)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle3\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle4\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle4)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"maxLadenweightOnAxle4\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle4)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle4\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle5\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle5)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"maxLadenweightOnAxle5\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle5)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle5\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1384,180 +1384,180 @@ int asn1JsonEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
 int asn1JsonEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"destinationEID\":", 17, (QSUINT64)(*pvalue).destinationEID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"destinationEID\":", 17, (QSUINT64)(*pvalue).destinationEID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destinationEID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refund\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"refund\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"key\":", 6, (QSUINT64)(*pvalue).key)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"key\":", 6, (QSUINT64)(*pvalue).key)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"key\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"creditResult\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"creditResult\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"creditAuthenticator\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"creditAuthenticator\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitPaymentFee\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"debitPaymentFee\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitResult\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"debitResult\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitAuthenticator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"debitAuthenticator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfFirstInstance\":", 21, (QSUINT64)(*pvalue).posOfFirstInstance)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"posOfFirstInstance\":", 21, (QSUINT64)(*pvalue).posOfFirstInstance)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfFirstInstance\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfLastInstance\":", 20, (QSUINT64)(*pvalue).posOfLastInstance)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"posOfLastInstance\":", 20, (QSUINT64)(*pvalue).posOfLastInstance)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfLastInstance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1571,22 +1571,22 @@ int asn1JsonEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
 int asn1JsonEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+   if (!rtJsonEncFastMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1614,59 +1614,59 @@ int asn1JsonEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator*
 int asn1JsonEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractRestrictions\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"contractRestrictions\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).year < 1990 || (*pvalue).year > 2117 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117 || !rtJsonEncFastMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+   if ((*pvalue).month > 12 || !rtJsonEncFastMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+   if ((*pvalue).day > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1674,7 +1674,7 @@ int asn1JsonEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1688,31 +1688,31 @@ int asn1JsonEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharac
 int asn1JsonEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"particulate\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"particulate\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"absorptionCoeff\":", 18, (QSUINT64)(*pvalue).absorptionCoeff)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"absorptionCoeff\":", 18, (QSUINT64)(*pvalue).absorptionCoeff)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absorptionCoeff\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+   if ((*pvalue).value > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1720,68 +1720,68 @@ int asn1JsonEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"driverClass\":", 14, (QSUINT64)(*pvalue).driverClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"driverClass\":", 14, (QSUINT64)(*pvalue).driverClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverClass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"tripPurpose\":", 14, (QSUINT64)(*pvalue).tripPurpose)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"tripPurpose\":", 14, (QSUINT64)(*pvalue).tripPurpose)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tripPurpose\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractProvider\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"contractProvider\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeOfContract\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"typeOfContract\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"contextVersion\":", 17, (QSUINT64)(*pvalue).contextVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"contextVersion\":", 17, (QSUINT64)(*pvalue).contextVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contextVersion\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euroValue\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"euroValue\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"copValue\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"copValue\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1848,22 +1848,22 @@ int asn1JsonEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics*
 int asn1JsonEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCapacity\":", 17, (QSUINT64)(*pvalue).engineCapacity)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"engineCapacity\":", 17, (QSUINT64)(*pvalue).engineCapacity)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCapacity\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"enginePower\":", 14, (QSUINT64)(*pvalue).enginePower)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"enginePower\":", 14, (QSUINT64)(*pvalue).enginePower)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enginePower\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1885,38 +1885,38 @@ int asn1JsonEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
 int asn1JsonEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).emissionCO > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"emissionCO\":", 13, (QSUINT64)(*pvalue).emissionCO)) {
+   if ((*pvalue).emissionCO > 32767 || !rtJsonEncFastMemberUInt(ctxt, first, "\"emissionCO\":", 13, (QSUINT64)(*pvalue).emissionCO)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionCO\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHC\":", 13, (QSUINT64)(*pvalue).emissionHC)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"emissionHC\":", 13, (QSUINT64)(*pvalue).emissionHC)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHC\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionNOX\":", 14, (QSUINT64)(*pvalue).emissionNOX)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"emissionNOX\":", 14, (QSUINT64)(*pvalue).emissionNOX)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionNOX\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHCNOX\":", 16, (QSUINT64)(*pvalue).emissionHCNOX)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"emissionHCNOX\":", 16, (QSUINT64)(*pvalue).emissionHCNOX)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHCNOX\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1966,19 +1966,19 @@ int asn1JsonEnc_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
 int asn1JsonEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2033,79 +2033,79 @@ int asn1JsonEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
 int asn1JsonEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfSeats\":", 16, (QSUINT64)(*pvalue).numberOfSeats)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"numberOfSeats\":", 16, (QSUINT64)(*pvalue).numberOfSeats)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfSeats\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfStandingPlaces\":", 25, (QSUINT64)(*pvalue).numberOfStandingPlaces)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"numberOfStandingPlaces\":", 25, (QSUINT64)(*pvalue).numberOfStandingPlaces)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfStandingPlaces\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"paymentFeeAmount\":", 19, (QSUINT64)(*pvalue).paymentFeeAmount)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"paymentFeeAmount\":", 19, (QSUINT64)(*pvalue).paymentFeeAmount)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeAmount\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeUnit\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"paymentFeeUnit\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentMeansExpiryDate\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"paymentMeansExpiryDate\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pamentMeansUsageControl\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pamentMeansUsageControl\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2116,25 +2116,25 @@ int asn1JsonEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2145,7 +2145,7 @@ int asn1JsonEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2183,265 +2183,265 @@ int asn1JsonEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber*
 int asn1JsonEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).providerIdentifier > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"providerIdentifier\":", 21, (QSUINT64)(*pvalue).providerIdentifier)) {
+   if ((*pvalue).providerIdentifier > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"providerIdentifier\":", 21, (QSUINT64)(*pvalue).providerIdentifier)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"providerIdentifier\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"purseValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"purseValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"purseUnit\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"purseUnit\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContractSerialNumber\":", 30, (QSUINT64)(*pvalue).sessionContractSerialNumber)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionContractSerialNumber\":", 30, (QSUINT64)(*pvalue).sessionContractSerialNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractSerialNumber\":", 30)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2456,25 +2456,25 @@ int asn1JsonEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
 int asn1JsonEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionPaymentFee\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionPaymentFee\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionCurrentBalance\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionCurrentBalance\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"receiptFinancialSerialNumber\":", 31, (QSUINT64)(*pvalue).receiptFinancialSerialNumber)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"receiptFinancialSerialNumber\":", 31, (QSUINT64)(*pvalue).receiptFinancialSerialNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptFinancialSerialNumber\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2495,39 +2495,39 @@ int asn1JsonEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
 int asn1JsonEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).stationLocation > 1048575 || !rtJsonEncMemberUInt(ctxt, first, "\"stationLocation\":", 18, (QSUINT64)(*pvalue).stationLocation)) {
+   if ((*pvalue).stationLocation > 1048575 || !rtJsonEncFastMemberUInt(ctxt, first, "\"stationLocation\":", 18, (QSUINT64)(*pvalue).stationLocation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeOfSession\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"typeOfSession\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResultOperational\":", 27, (QSUINT64)(*pvalue).sessionResultOperational)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionResultOperational\":", 27, (QSUINT64)(*pvalue).sessionResultOperational)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultOperational\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultFinancial\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"sessionResultFinancial\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2571,34 +2571,34 @@ int asn1JsonEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
 int asn1JsonEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ascendingKilometrage\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ascendingKilometrage\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).laneCodeNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"laneCodeNumber\":", 17, (QSUINT64)(*pvalue).laneCodeNumber)) {
+   if ((*pvalue).laneCodeNumber > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"laneCodeNumber\":", 17, (QSUINT64)(*pvalue).laneCodeNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCodeNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2606,7 +2606,7 @@ int asn1JsonEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2643,39 +2643,39 @@ int asn1JsonEnc_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 int asn1JsonEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeDate\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeDate\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeCompact\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeCompact\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+   if ((*pvalue).hours > 23 || !rtJsonEncFastMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+   if ((*pvalue).mins > 59 || !rtJsonEncFastMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).double_secs > 30 || !rtJsonEncMemberUInt(ctxt, first, "\"double-secs\":", 14, (QSUINT64)(*pvalue).double_secs)) {
+   if ((*pvalue).double_secs > 30 || !rtJsonEncFastMemberUInt(ctxt, first, "\"double-secs\":", 14, (QSUINT64)(*pvalue).double_secs)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"double-secs\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2683,76 +2683,76 @@ int asn1JsonEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"soundstationary\":", 18, (QSUINT64)(*pvalue).soundstationary)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"soundstationary\":", 18, (QSUINT64)(*pvalue).soundstationary)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundstationary\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sounddriveby\":", 15, (QSUINT64)(*pvalue).sounddriveby)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sounddriveby\":", 15, (QSUINT64)(*pvalue).sounddriveby)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sounddriveby\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerDetails\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trailerDetails\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).trailerMaxLadenWeight)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"trailerMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).trailerMaxLadenWeight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerWeightUnladen\":", 23, (QSUINT64)(*pvalue).trailerWeightUnladen)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"trailerWeightUnladen\":", 23, (QSUINT64)(*pvalue).trailerWeightUnladen)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).trailerType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerType\":", 14, (QSUINT64)(*pvalue).trailerType)) {
+   if ((*pvalue).trailerType > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"trailerType\":", 14, (QSUINT64)(*pvalue).trailerType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2767,19 +2767,19 @@ int asn1JsonEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_tr
 int asn1JsonEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2802,17 +2802,17 @@ int asn1JsonEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 int asn1JsonEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"issuerRestrictions\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"issuerRestrictions\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2826,35 +2826,35 @@ int asn1JsonEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* p
 int asn1JsonEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleFirstAxleHeight\":", 25, (QSUINT64)(*pvalue).vehicleFirstAxleHeight)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleFirstAxleHeight\":", 25, (QSUINT64)(*pvalue).vehicleFirstAxleHeight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleFirstAxleHeight\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleAxlesNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleAxlesNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tyreType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"tyreType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2879,22 +2879,22 @@ int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
 int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).tractorAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"tractorAxles\":", 15, (QSUINT64)(*pvalue).tractorAxles)) {
+   if ((*pvalue).tractorAxles > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"tractorAxles\":", 15, (QSUINT64)(*pvalue).tractorAxles)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractorAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2924,95 +2924,95 @@ int asn1JsonEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
 int asn1JsonEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthOverall\":", 23, (QSUINT64)(*pvalue).vehicleLengthOverall)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleLengthOverall\":", 23, (QSUINT64)(*pvalue).vehicleLengthOverall)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleHeigthOverall\":", 23, (QSUINT64)(*pvalue).vehicleHeigthOverall)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleHeigthOverall\":", 23, (QSUINT64)(*pvalue).vehicleHeigthOverall)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeigthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWidthOverall\":", 22, (QSUINT64)(*pvalue).vehicleWidthOverall)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleWidthOverall\":", 22, (QSUINT64)(*pvalue).vehicleWidthOverall)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidthOverall\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"environmentalCharacteristics\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"environmentalCharacteristics\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCharacteristics\":", 24, (QSUINT64)(*pvalue).engineCharacteristics)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"engineCharacteristics\":", 24, (QSUINT64)(*pvalue).engineCharacteristics)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"descriptiveCharacteristics\":", 29, (QSUINT64)(*pvalue).descriptiveCharacteristics)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"descriptiveCharacteristics\":", 29, (QSUINT64)(*pvalue).descriptiveCharacteristics)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"descriptiveCharacteristics\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"futureCharacteristics\":", 24, (QSUINT64)(*pvalue).futureCharacteristics)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"futureCharacteristics\":", 24, (QSUINT64)(*pvalue).futureCharacteristics)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"futureCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3040,33 +3040,33 @@ int asn1JsonEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentM
 int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).vehicleMaxLadenWeight)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).vehicleMaxLadenWeight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWeightUnladen\":", 23, (QSUINT64)(*pvalue).vehicleWeightUnladen)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleWeightUnladen\":", 23, (QSUINT64)(*pvalue).vehicleWeightUnladen)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "EfcDsrcApplication";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"EfcDsrcApplication", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[32] = "maxLadenweightOnAxle1";
@@ -3154,19 +3154,20 @@ static const char XmlName_81[16] = "tractorAxles";
 static const char XmlName_82[32] = "vehicleLengthOverall";
 static const char XmlName_83[32] = "vehicleHeigthOverall";
 static const char XmlName_84[32] = "vehicleWidthOverall";
-static const char XmlName_85[16] = "fill";
-static const char XmlName_86[32] = "environmentalCharacteristics";
-static const char XmlName_87[32] = "engineCharacteristics";
-static const char XmlName_88[32] = "descriptiveCharacteristics";
-static const char XmlName_89[32] = "futureCharacteristics";
-static const char XmlName_90[32] = "vehicleMaxLadenWeight";
-static const char XmlName_91[32] = "vehicleTrainMaximumWeight";
-static const char XmlName_92[32] = "vehicleWeightUnladen";
+static const char XmlName_85[16] = "vin";
+static const char XmlName_86[16] = "fill";
+static const char XmlName_87[32] = "environmentalCharacteristics";
+static const char XmlName_88[32] = "engineCharacteristics";
+static const char XmlName_89[32] = "descriptiveCharacteristics";
+static const char XmlName_90[32] = "futureCharacteristics";
+static const char XmlName_91[32] = "vehicleMaxLadenWeight";
+static const char XmlName_92[32] = "vehicleTrainMaximumWeight";
+static const char XmlName_93[32] = "vehicleWeightUnladen";
 
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3174,7 +3175,7 @@ int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers
 int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle1, XmlName_0, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle1, (const QSUTF8CHAR*)"maxLadenweightOnAxle1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle2, XmlName_1, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle2, (const QSUTF8CHAR*)"maxLadenweightOnAxle2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3188,7 +3189,7 @@ int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const 
 int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3199,7 +3200,7 @@ int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, 
 int XmlEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3207,7 +3208,7 @@ int XmlEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId value, const QSUTF8CHAR* elem
 int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3218,7 +3219,7 @@ int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3229,7 +3230,7 @@ int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* el
 int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destinationEID, XmlName_8, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
@@ -3247,7 +3248,7 @@ int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_10, 6) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3266,7 +3267,7 @@ int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).creditResult, (const QSUTF8CHAR*)"creditResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data, (const QSUTF8CHAR*)"creditAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3277,7 +3278,7 @@ int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_12, 15) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3296,7 +3297,7 @@ int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).debitResult, (const QSUTF8CHAR*)"debitResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data, (const QSUTF8CHAR*)"debitAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3307,7 +3308,7 @@ int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance, XmlName_14, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance, XmlName_15, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3326,7 +3327,7 @@ int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8
 int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
       if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3345,7 +3346,7 @@ int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CH
 int XmlEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3353,7 +3354,7 @@ int XmlEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq value, const QSUTF8CHAR* elemNa
 int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3364,7 +3365,7 @@ int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, 
 int XmlEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3372,7 +3373,7 @@ int XmlEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue value, const QS
 int XmlEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3380,7 +3381,7 @@ int XmlEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber value, 
 int XmlEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3388,7 +3389,7 @@ int XmlEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pval
 int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3407,7 +3408,7 @@ int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const 
 int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3419,7 +3420,7 @@ int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QS
 int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_19, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3434,7 +3435,7 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
 int XmlEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3442,7 +3443,7 @@ int XmlEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteris
 int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
       if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3460,7 +3461,7 @@ int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
 int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3472,7 +3473,7 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
 int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_26, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3483,7 +3484,7 @@ int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
 int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_27, 16) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3503,7 +3504,7 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
 int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_29, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_30, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3514,7 +3515,7 @@ int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
 int XmlEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3523,7 +3524,7 @@ int XmlEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue value, const QSUTF8CHAR* elem
 int XmlEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3532,7 +3533,7 @@ int XmlEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue value, const QSUTF8CHAR* elemNa
 int XmlEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3540,7 +3541,7 @@ int XmlEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics value
 int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_31, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_32, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3551,7 +3552,7 @@ int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3559,7 +3560,7 @@ int XmlEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue, const QSUT
 int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3568,7 +3569,7 @@ int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QS
 int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -3583,7 +3584,7 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
 int XmlEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3591,7 +3592,7 @@ int XmlEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics value
 int XmlEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3599,7 +3600,7 @@ int XmlEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_Int1(QSCTXT* ctxt, ASN1T_Int1 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3607,7 +3608,7 @@ int XmlEnc_Int1(QSCTXT* ctxt, ASN1T_Int1 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int2(QSCTXT* ctxt, ASN1T_Int2 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3615,7 +3616,7 @@ int XmlEnc_Int2(QSCTXT* ctxt, ASN1T_Int2 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3624,7 +3625,7 @@ int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_Int4(QSCTXT* ctxt, ASN1T_Int4 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3632,7 +3633,7 @@ int XmlEnc_Int4(QSCTXT* ctxt, ASN1T_Int4 value, const QSUTF8CHAR* elemName, cons
 int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3644,7 +3645,7 @@ int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, cons
 int XmlEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 33) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3653,7 +3654,7 @@ int XmlEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator value
 int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_37, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_38, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3664,7 +3665,7 @@ int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, cons
 int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_39, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3675,7 +3676,7 @@ int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* 
 int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_40, 22) == 0) {
@@ -3695,7 +3696,7 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
 int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -3719,7 +3720,7 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
 int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -3743,7 +3744,7 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
 int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3752,7 +3753,7 @@ int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const 
 int XmlEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3760,7 +3761,7 @@ int XmlEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue, 
 int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3769,7 +3770,7 @@ int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemNa
 int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3778,7 +3779,7 @@ int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pval
 int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_43, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3789,7 +3790,7 @@ int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_44, 10) == 0) {
       if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3807,7 +3808,7 @@ int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3827,7 +3828,7 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
 int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3886,7 +3887,7 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3945,7 +3946,7 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4004,7 +4005,7 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
 int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4013,7 +4014,7 @@ int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUT
 int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_57, 17) == 0) {
@@ -4040,7 +4041,7 @@ int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
 int XmlEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4048,7 +4049,7 @@ int XmlEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue, const QSUTF8
 int XmlEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4056,7 +4057,7 @@ int XmlEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue, const QSUTF8CH
 int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4088,7 +4089,7 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
 int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4097,7 +4098,7 @@ int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNu
 int XmlEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4105,7 +4106,7 @@ int XmlEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue
 int XmlEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4113,7 +4114,7 @@ int XmlEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue, const QSUTF8CHAR
 int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4122,7 +4123,7 @@ int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4130,7 +4131,7 @@ int XmlEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp value, const QSUTF8CHAR* elemNa
 int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4141,7 +4142,7 @@ int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CH
 int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_63, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4153,7 +4154,7 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
 int XmlEnc_StationType(QSCTXT* ctxt, ASN1T_StationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4162,7 +4163,7 @@ int XmlEnc_StationType(QSCTXT* ctxt, ASN1T_StationType value, const QSUTF8CHAR* 
 int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_65, 8) == 0) {
       if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4187,7 +4188,7 @@ int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR
 int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_67, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4202,7 +4203,7 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
 int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_70, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_71, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4213,7 +4214,7 @@ int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* 
 int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_72, 14) == 0) {
       if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4232,7 +4233,7 @@ int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
 int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_75, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4243,7 +4244,7 @@ int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUT
 int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4252,7 +4253,7 @@ int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailer
 int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4264,7 +4265,7 @@ int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
 int XmlEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4273,7 +4274,7 @@ int XmlEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType value, const QSUTF8CHAR* elemNa
 int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4292,7 +4293,7 @@ int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, co
 int XmlEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4300,7 +4301,7 @@ int XmlEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue
 int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_77, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_78, 18) == 0) {
@@ -4318,7 +4319,7 @@ int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CH
 int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_79, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_80, 13) == 0) {
@@ -4336,7 +4337,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
 int XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4345,7 +4346,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleA
 int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_81, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4356,7 +4357,7 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
 int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4365,7 +4366,7 @@ int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR
 int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4374,7 +4375,7 @@ int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR
 int XmlEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4382,7 +4383,7 @@ int XmlEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass value, const QSUTF8CHAR
 int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_83, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4394,7 +4395,7 @@ int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, cons
 int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4406,11 +4407,11 @@ int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
 int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastStr(ctxt, (*pvalue).vin, 0, 1099511627776, XmlName_85, 3) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_85, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_86, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4418,19 +4419,19 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
 int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_86, 28) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_87, 28) == 0) {
       if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 28)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 28)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_88, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_89, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_88, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_89, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_90, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4438,7 +4439,7 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
 int XmlEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4446,7 +4447,7 @@ int XmlEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance value, 
 int XmlEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4454,7 +4455,7 @@ int XmlEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden value, cons
 int XmlEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4462,11 +4463,11 @@ int XmlEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTra
 int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_90, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_91, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_92, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_91, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_92, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_93, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

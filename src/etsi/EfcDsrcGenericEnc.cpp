@@ -46,19 +46,19 @@ int asn1PE_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(QSUINT32*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "EfcDsrcGeneric";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"EfcDsrcGeneric", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "INTEGER";
@@ -66,7 +66,7 @@ static const char XmlName_0[16] = "INTEGER";
 int XmlEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(QSUINT32*)node->data), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(QSUINT32*)node->data), (const QSUTF8CHAR*)"INTEGER", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);

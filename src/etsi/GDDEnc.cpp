@@ -827,63 +827,63 @@ int asn1PE_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 int asn1JsonEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.countryCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
@@ -899,7 +899,7 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -954,16 +954,16 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCond
 int asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncFastMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncFastMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -971,86 +971,86 @@ int asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 9:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"set\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"set\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 10:
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nol\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"nol\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_numberOfLane(ctxt, &(*(*pvalue).u.nol))) != 0) return LOG_RTERR(ctxt, stat);
@@ -1060,141 +1060,141 @@ int asn1JsonEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeStartYear\":", 21, (QSUINT64)(*pvalue).yearRangeStartYear)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"yearRangeStartYear\":", 21, (QSUINT64)(*pvalue).yearRangeStartYear)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeStartYear\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeEndYear\":", 19, (QSUINT64)(*pvalue).yearRangeEndYear)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"yearRangeEndYear\":", 19, (QSUINT64)(*pvalue).yearRangeEndYear)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeEndYear\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeStartMonthDay\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dateRangeStartMonthDay\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeEndMonthDay\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dateRangeEndMonthDay\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeRangeStartTime\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeRangeStartTime\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeRangeEndTime\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"timeRangeEndTime\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1209,40 +1209,40 @@ int asn1JsonEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Inte
 int asn1JsonEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.vehicleHeightPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleHeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleLengthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWeightPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleWeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.speedLimitMaxPresent) {
-      if ((*pvalue).speedLimitMax > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMax\":", 16, (QSUINT64)(*pvalue).speedLimitMax)) {
+      if ((*pvalue).speedLimitMax > 250 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedLimitMax\":", 16, (QSUINT64)(*pvalue).speedLimitMax)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMax\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1251,7 +1251,7 @@ int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
       first = 0;
    }
    if ((*pvalue).m.speedLimitMinPresent) {
-      if ((*pvalue).speedLimitMin > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMin\":", 16, (QSUINT64)(*pvalue).speedLimitMin)) {
+      if ((*pvalue).speedLimitMin > 250 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedLimitMin\":", 16, (QSUINT64)(*pvalue).speedLimitMin)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMin\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1259,7 +1259,7 @@ int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
       }
       first = 0;
    }
-   if ((*pvalue).unit > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+   if ((*pvalue).unit > 1 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1267,7 +1267,7 @@ int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1282,16 +1282,16 @@ int asn1JsonEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_Internationa
 int asn1JsonEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1299,17 +1299,17 @@ int asn1JsonEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.junctionDirectionPresent) {
-      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"junctionDirection\":", 20, (QSUINT64)(*pvalue).junctionDirection)) {
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128 || !rtJsonEncFastMemberUInt(ctxt, first, "\"junctionDirection\":", 20, (QSUINT64)(*pvalue).junctionDirection)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"junctionDirection\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1318,7 +1318,7 @@ int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
       first = 0;
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
-      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCwDirection\":", 24, (QSUINT64)(*pvalue).roundaboutCwDirection)) {
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roundaboutCwDirection\":", 24, (QSUINT64)(*pvalue).roundaboutCwDirection)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCwDirection\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1327,7 +1327,7 @@ int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
       first = 0;
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
-      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCcwDirection\":", 25, (QSUINT64)(*pvalue).roundaboutCcwDirection)) {
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roundaboutCcwDirection\":", 25, (QSUINT64)(*pvalue).roundaboutCcwDirection)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCcwDirection\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1335,31 +1335,31 @@ int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
       }
       first = 0;
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ioList\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ioList\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startingPointLengthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startingPointLength\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"startingPointLength\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.continuityLengthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"continuityLength\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"continuityLength\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1390,23 +1390,23 @@ int asn1JsonEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue)
 int asn1JsonEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).arrowDirection > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"arrowDirection\":", 17, (QSUINT64)(*pvalue).arrowDirection)) {
+   if ((*pvalue).arrowDirection > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"arrowDirection\":", 17, (QSUINT64)(*pvalue).arrowDirection)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"arrowDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1414,17 +1414,17 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
    }
    first = 0;
    if ((*pvalue).m.destPlacePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destPlace\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"destPlace\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destRoadPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destRoad\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"destRoad\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1433,7 +1433,7 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
       first = 0;
    }
    if ((*pvalue).m.streetNamePresent) {
-      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"streetName\":", 13, (QSUINT64)(*pvalue).streetName)) {
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"streetName\":", 13, (QSUINT64)(*pvalue).streetName)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetName\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1442,48 +1442,48 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
       first = 0;
    }
    if ((*pvalue).m.streetNameTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetNameText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"streetNameText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distanceToDivergingPoint\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"distanceToDivergingPoint\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distanceToDestinationPlace\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"distanceToDestinationPlace\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"destType\":", 11, (QSUINT64)(*pvalue).destType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"destType\":", 11, (QSUINT64)(*pvalue).destType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.destRSCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destRSCode\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"destRSCode\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destBlobPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destBlob\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"destBlob\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
-      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"placeNameIdentification\":", 26, (QSUINT64)(*pvalue).placeNameIdentification)) {
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"placeNameIdentification\":", 26, (QSUINT64)(*pvalue).placeNameIdentification)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameIdentification\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1492,42 +1492,42 @@ int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
       first = 0;
    }
    if ((*pvalue).m.placeNameTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameText\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"placeNameText\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"derType\":", 10, (QSUINT64)(*pvalue).derType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"derType\":", 10, (QSUINT64)(*pvalue).derType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"derType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1536,26 +1536,26 @@ int asn1JsonEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
       first = 0;
    }
    if ((*pvalue).m.roadNumberTextPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"roadNumberText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1576,16 +1576,16 @@ int asn1JsonEnc_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
 int asn1JsonEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1593,23 +1593,23 @@ int asn1JsonEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1617,23 +1617,23 @@ int asn1JsonEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+   if ((*pvalue).hours > 23 || !rtJsonEncFastMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+   if ((*pvalue).mins > 59 || !rtJsonEncFastMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1641,23 +1641,23 @@ int asn1JsonEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).month < 1 || (*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+   if ((*pvalue).month < 1 || (*pvalue).month > 12 || !rtJsonEncFastMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).day < 1 || (*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+   if ((*pvalue).day < 1 || (*pvalue).day > 31 || !rtJsonEncFastMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1665,7 +1665,7 @@ int asn1JsonEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1680,16 +1680,16 @@ int asn1JsonEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTy
 int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncFastMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).unit < 10 || (*pvalue).unit > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1697,12 +1697,12 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "GDD";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"GDD", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "pictogramCode";
@@ -1757,23 +1757,26 @@ static const char XmlName_48[16] = "destPlace";
 static const char XmlName_49[16] = "destRoad";
 static const char XmlName_50[32] = "roadNumberIdentifier";
 static const char XmlName_51[16] = "streetName";
-static const char XmlName_52[32] = "distanceToDivergingPoint";
-static const char XmlName_53[32] = "distanceToDestinationPlace";
-static const char XmlName_54[16] = "destType";
-static const char XmlName_55[16] = "destRSCode";
-static const char XmlName_56[32] = "placeNameIdentification";
-static const char XmlName_57[32] = "DestinationPlace";
-static const char XmlName_58[16] = "derType";
-static const char XmlName_59[16] = "DestinationRoad";
-static const char XmlName_60[16] = "hours";
-static const char XmlName_61[16] = "mins";
-static const char XmlName_62[16] = "month";
-static const char XmlName_63[16] = "day";
+static const char XmlName_52[16] = "streetNameText";
+static const char XmlName_53[32] = "distanceToDivergingPoint";
+static const char XmlName_54[32] = "distanceToDestinationPlace";
+static const char XmlName_55[16] = "destType";
+static const char XmlName_56[16] = "destRSCode";
+static const char XmlName_57[32] = "placeNameIdentification";
+static const char XmlName_58[16] = "placeNameText";
+static const char XmlName_59[32] = "DestinationPlace";
+static const char XmlName_60[16] = "derType";
+static const char XmlName_61[16] = "roadNumberText";
+static const char XmlName_62[16] = "DestinationRoad";
+static const char XmlName_63[16] = "hours";
+static const char XmlName_64[16] = "mins";
+static const char XmlName_65[16] = "month";
+static const char XmlName_66[16] = "day";
 
 int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 13) == 0) {
       if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1800,7 +1803,7 @@ int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CH
 int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -1829,7 +1832,7 @@ int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
 int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -1859,7 +1862,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
 int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1868,7 +1871,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(Q
 int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1877,7 +1880,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictog
 int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1886,7 +1889,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCondition
 int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_7, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1899,7 +1902,7 @@ int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
 int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 12) == 0) {
@@ -1918,7 +1921,7 @@ int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
 int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
@@ -2021,7 +2024,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
 int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
@@ -2076,7 +2079,7 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
 int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_26, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_27, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2087,7 +2090,7 @@ int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
 int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
       if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2112,7 +2115,7 @@ int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
 int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_30, 18) == 0) {
       if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2137,7 +2140,7 @@ int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
 int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
@@ -2192,7 +2195,7 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
 int XmlEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_directionalFlowOfLane value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2201,7 +2204,7 @@ int XmlEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Internati
 int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.vehicleHeightPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_32, 13) == 0) {
@@ -2250,7 +2253,7 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
 int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2269,7 +2272,7 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
 int XmlEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign_rateOfIncline value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2278,7 +2281,7 @@ int XmlEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign
 int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2291,7 +2294,7 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
 int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
       if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2320,7 +2323,7 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
 int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startingPointLengthPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_44, 19) == 0) {
@@ -2349,7 +2352,7 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
 int XmlEnc_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_numberOfLane value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2358,7 +2361,7 @@ int XmlEnc_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_
 int XmlEnc_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2367,7 +2370,7 @@ int XmlEnc_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units value, const QSUTF8CHAR* el
 int XmlEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2376,7 +2379,7 @@ int XmlEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue, const QSUTF8CHAR* el
 int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_46, 6) == 0) {
@@ -2395,7 +2398,7 @@ int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_47, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2428,12 +2431,12 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_51, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).streetNameText, 0, 1099511627776, XmlName_52, 14) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_52, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_53, 24) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2441,9 +2444,9 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_53, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 26) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2457,13 +2460,13 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
 int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_54, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_55, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_56, 10) == 0) {
          if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2475,10 +2478,10 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
       if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_56, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_57, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).placeNameText, 0, 1099511627776, XmlName_58, 13) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2487,12 +2490,12 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
 int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 16) == 0) {
          if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2506,15 +2509,15 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_58, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_60, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).roadNumberText, 0, 1099511627776, XmlName_61, 14) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2523,12 +2526,12 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
 int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_59, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 15) == 0) {
          if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2542,7 +2545,7 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 int XmlEnc_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2550,7 +2553,7 @@ int XmlEnc_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType value, co
 int XmlEnc_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2558,7 +2561,7 @@ int XmlEnc_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType value, const QSUT
 int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2571,7 +2574,7 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2584,12 +2587,12 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
 int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_63, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_61, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_64, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2597,12 +2600,12 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
 int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_62, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_65, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_63, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_66, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2610,7 +2613,7 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
 int XmlEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2619,7 +2622,7 @@ int XmlEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* 
 int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);

@@ -1508,28 +1508,28 @@ int asn1PE_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber value)
 int asn1JsonEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protocolVersion\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"messageID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1550,56 +1550,56 @@ int asn1JsonEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID* pvalue)
 int asn1JsonEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
+   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncFastMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaAltitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1622,19 +1622,19 @@ int asn1JsonEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude* pvalue)
 int asn1JsonEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
+   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncFastMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeValue\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1703,41 +1703,41 @@ int asn1JsonEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude* pvalue)
 int asn1JsonEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
+   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
+   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
+   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncFastMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorOrientation\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathPosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"pathPosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.pathDeltaTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathDeltaTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1745,7 +1745,7 @@ int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
       first = 0;
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1759,19 +1759,19 @@ int asn1JsonEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime* pvalue)
 int asn1JsonEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationType\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1809,15 +1809,15 @@ int asn1JsonEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength* pvalu
 int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"causeCode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subCauseCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1829,7 +1829,7 @@ int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2018,19 +2018,19 @@ int asn1JsonEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCa
 int asn1JsonEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
+   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncFastMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureValue\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2084,22 +2084,22 @@ int asn1JsonEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
 int asn1JsonEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).headingValue > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
+   if ((*pvalue).headingValue > 3601 || !rtJsonEncFastMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
+   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2130,20 +2130,20 @@ int asn1JsonEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition* pvalue)
 int asn1JsonEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"innerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"innerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.outerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"outerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).outerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.drivingLaneStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"drivingLaneStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"drivingLaneStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2153,7 +2153,7 @@ int asn1JsonEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2217,22 +2217,22 @@ int asn1JsonEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass* pvalue)
 int asn1JsonEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).speedValue > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
+   if ((*pvalue).speedValue > 16383 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
+   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2263,22 +2263,22 @@ int asn1JsonEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus*
 int asn1JsonEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
+   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationValue\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
+   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2301,22 +2301,22 @@ int asn1JsonEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationC
 int asn1JsonEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
+   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationValue\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
+   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationConfidence\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2331,22 +2331,22 @@ int asn1JsonEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAcce
 int asn1JsonEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
+   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncFastMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationValue\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
+   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncFastMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationConfidence\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2410,29 +2410,29 @@ int asn1JsonEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
 int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unNumber > 9999 || !rtJsonEncMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
+   if ((*pvalue).unNumber > 9999 || !rtJsonEncFastMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unNumber\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tunnelsRestricted\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"tunnelsRestricted\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limitedQuantity\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"limitedQuantity\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emergencyActionCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emergencyActionCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"emergencyActionCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
@@ -2441,12 +2441,12 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).emergencyActionCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.phoneNumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"phoneNumber\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"phoneNumber\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PhoneNumber(ctxt, &(*pvalue).phoneNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.companyNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"companyName\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"companyName\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
@@ -2460,7 +2460,7 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2635,15 +2635,15 @@ int asn1JsonEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
 int asn1JsonEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.wMInumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wMInumber\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"wMInumber\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_WMInumber(ctxt, &(*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vDS\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vDS\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VDS(ctxt, &(*pvalue).vDS)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2653,7 +2653,7 @@ int asn1JsonEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2690,19 +2690,19 @@ int asn1JsonEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType*
 int asn1JsonEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
+   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncFastMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthValue\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2744,14 +2744,14 @@ int asn1JsonEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth* pvalue)
 int asn1JsonEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2792,22 +2792,22 @@ int asn1JsonEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
 int asn1JsonEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
+   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncFastMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleValue\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
+   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncFastMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleConfidence\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2868,19 +2868,19 @@ int asn1JsonEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
 int asn1JsonEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
+   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncFastMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2989,69 +2989,69 @@ int asn1JsonEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration* p
 int asn1JsonEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"originatingStationID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if (!rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+   if (!rtJsonEncFastMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"protectedZoneType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
+      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncFastMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"expiryTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneRadius\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3059,7 +3059,7 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
       first = 0;
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
+      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncFastMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneID\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3072,21 +3072,21 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3108,105 +3108,105 @@ int asn1JsonEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber* pvalu
 int asn1JsonEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_PosPillar(ctxt, &(*(ASN1T_ITS_PosPillar*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*(ASN1T_ITS_StationType*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if (!rtJsonEncMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
+      if (!rtJsonEncFastMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventDeltaTime\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
       }
       first = 0;
    }
-   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncFastMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
-   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncFastMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    }
    first = 0;
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
+      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncFastMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
          if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZoneID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
          first = 0;
          if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3219,7 +3219,7 @@ int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
       if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
-   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3249,14 +3249,14 @@ int asn1JsonEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZ
 int asn1JsonEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
-   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncFastClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3279,7 +3279,7 @@ int asn1JsonEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
 }
 
 /* Namespace of the module's elements outside ASN.1 XML mode. */
-static const char* const XML_NS = "ITS-Container";
+static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"ITS-Container", 0};
 
 /* Element names of the fast element writers. */
 static const char XmlName_0[16] = "protocolVersion";
@@ -3322,36 +3322,41 @@ static const char XmlName_36[16] = "unNumber";
 static const char XmlName_37[32] = "elevatedTemperature";
 static const char XmlName_38[32] = "tunnelsRestricted";
 static const char XmlName_39[16] = "limitedQuantity";
-static const char XmlName_40[32] = "vehicleLengthValue";
-static const char XmlName_41[48] = "vehicleLengthConfidenceIndication";
-static const char XmlName_42[16] = "PathPoint";
-static const char XmlName_43[32] = "steeringWheelAngleValue";
-static const char XmlName_44[32] = "steeringWheelAngleConfidence";
-static const char XmlName_45[16] = "yawRateValue";
-static const char XmlName_46[32] = "yawRateConfidence";
-static const char XmlName_47[32] = "originatingStationID";
-static const char XmlName_48[16] = "sequenceNumber";
-static const char XmlName_49[32] = "ReferencePosition";
-static const char XmlName_50[32] = "protectedZoneType";
-static const char XmlName_51[16] = "expiryTime";
-static const char XmlName_52[32] = "protectedZoneLatitude";
-static const char XmlName_53[32] = "protectedZoneLongitude";
-static const char XmlName_54[32] = "protectedZoneRadius";
-static const char XmlName_55[16] = "protectedZoneID";
-static const char XmlName_56[16] = "PathHistory";
-static const char XmlName_57[16] = "PosPillar";
-static const char XmlName_58[16] = "StationType";
-static const char XmlName_59[16] = "EventPoint";
-static const char XmlName_60[16] = "eventPosition";
-static const char XmlName_61[16] = "eventDeltaTime";
-static const char XmlName_62[32] = "informationQuality";
-static const char XmlName_63[32] = "ProtectedCommunicationZone";
-static const char XmlName_64[32] = "cenDsrcTollingZoneID";
+static const char XmlName_40[32] = "emergencyActionCode";
+static const char XmlName_41[16] = "phoneNumber";
+static const char XmlName_42[16] = "companyName";
+static const char XmlName_43[16] = "wMInumber";
+static const char XmlName_44[16] = "vDS";
+static const char XmlName_45[32] = "vehicleLengthValue";
+static const char XmlName_46[48] = "vehicleLengthConfidenceIndication";
+static const char XmlName_47[16] = "PathPoint";
+static const char XmlName_48[32] = "steeringWheelAngleValue";
+static const char XmlName_49[32] = "steeringWheelAngleConfidence";
+static const char XmlName_50[16] = "yawRateValue";
+static const char XmlName_51[32] = "yawRateConfidence";
+static const char XmlName_52[32] = "originatingStationID";
+static const char XmlName_53[16] = "sequenceNumber";
+static const char XmlName_54[32] = "ReferencePosition";
+static const char XmlName_55[32] = "protectedZoneType";
+static const char XmlName_56[16] = "expiryTime";
+static const char XmlName_57[32] = "protectedZoneLatitude";
+static const char XmlName_58[32] = "protectedZoneLongitude";
+static const char XmlName_59[32] = "protectedZoneRadius";
+static const char XmlName_60[16] = "protectedZoneID";
+static const char XmlName_61[16] = "PathHistory";
+static const char XmlName_62[16] = "PosPillar";
+static const char XmlName_63[16] = "StationType";
+static const char XmlName_64[16] = "EventPoint";
+static const char XmlName_65[16] = "eventPosition";
+static const char XmlName_66[16] = "eventDeltaTime";
+static const char XmlName_67[32] = "informationQuality";
+static const char XmlName_68[32] = "ProtectedCommunicationZone";
+static const char XmlName_69[32] = "cenDsrcTollingZoneID";
 
 int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protocolVersion, XmlName_0, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).protocolVersion, (const QSUTF8CHAR*)"protocolVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).messageID, XmlName_1, 9) != 0) && (stat = XmlEnc_ITS_ItsPduHeader_messageID(ctxt, (*pvalue).messageID, (const QSUTF8CHAR*)"messageID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3363,7 +3368,7 @@ int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const 
 int XmlEnc_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messageID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3371,7 +3376,7 @@ int XmlEnc_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messa
 int XmlEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3379,7 +3384,7 @@ int XmlEnc_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID value, const QSUTF8CH
 int XmlEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_3, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_4, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3406,7 +3411,7 @@ int XmlEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pval
 int XmlEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_7, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_8, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3418,7 +3423,7 @@ int XmlEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosi
 int XmlEnc_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1800000000 || value > 1800000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3427,7 +3432,7 @@ int XmlEnc_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude value, const QSUTF8CH
 int XmlEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -900000000 || value > 900000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3436,7 +3441,7 @@ int XmlEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude value, const QSUTF8CHAR
 int XmlEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).altitudeValue, XmlName_10, 13) != 0) && (stat = XmlEnc_ITS_AltitudeValue(ctxt, (*pvalue).altitudeValue, (const QSUTF8CHAR*)"altitudeValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).altitudeConfidence > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).altitudeConfidence, XmlName_11, 18) != 0) && (stat = XmlEnc_ITS_AltitudeConfidence(ctxt, (*pvalue).altitudeConfidence, (const QSUTF8CHAR*)"altitudeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3447,7 +3452,7 @@ int XmlEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue, const QSUTF8CH
 int XmlEnc_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -100000 || value > 800001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3456,7 +3461,7 @@ int XmlEnc_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue value, const 
 int XmlEnc_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3465,7 +3470,7 @@ int XmlEnc_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence val
 int XmlEnc_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3474,7 +3479,7 @@ int XmlEnc_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude value, cons
 int XmlEnc_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3483,7 +3488,7 @@ int XmlEnc_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude value, const 
 int XmlEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -12700 || value > 12800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3492,7 +3497,7 @@ int XmlEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude value, const 
 int XmlEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).semiMajorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajorConfidence, XmlName_12, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMajorConfidence, (const QSUTF8CHAR*)"semiMajorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).semiMinorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinorConfidence, XmlName_13, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMinorConfidence, (const QSUTF8CHAR*)"semiMinorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3504,7 +3509,7 @@ int XmlEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse
 int XmlEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_15, 12) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3524,7 +3529,7 @@ int XmlEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue, const QSUTF8
 int XmlEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3532,7 +3537,7 @@ int XmlEnc_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime value, const 
 int XmlEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ptActivationType, XmlName_17, 16) != 0) && (stat = XmlEnc_ITS_PtActivationType(ctxt, (*pvalue).ptActivationType, (const QSUTF8CHAR*)"ptActivationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData, (const QSUTF8CHAR*)"ptActivationData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3543,7 +3548,7 @@ int XmlEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue, const 
 int XmlEnc_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3551,7 +3556,7 @@ int XmlEnc_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType value, 
 int XmlEnc_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numocts < 1 || (*pvalue).numocts > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3560,7 +3565,7 @@ int XmlEnc_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue
 int XmlEnc_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3569,7 +3574,7 @@ int XmlEnc_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* 
 int XmlEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3578,7 +3583,7 @@ int XmlEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength value, cons
 int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).causeCode, XmlName_18, 9) != 0) && (stat = XmlEnc_ITS_CauseCodeType(ctxt, (*pvalue).causeCode, (const QSUTF8CHAR*)"causeCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).subCauseCode, XmlName_19, 12) != 0) && (stat = XmlEnc_ITS_SubCauseCodeType(ctxt, (*pvalue).subCauseCode, (const QSUTF8CHAR*)"subCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3590,7 +3595,7 @@ int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8
 int XmlEnc_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3598,7 +3603,7 @@ int XmlEnc_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType value, const 
 int XmlEnc_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3606,7 +3611,7 @@ int XmlEnc_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType value, 
 int XmlEnc_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3614,7 +3619,7 @@ int XmlEnc_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficCondi
 int XmlEnc_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3622,7 +3627,7 @@ int XmlEnc_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode
 int XmlEnc_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3630,7 +3635,7 @@ int XmlEnc_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCo
 int XmlEnc_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanPresenceOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3638,7 +3643,7 @@ int XmlEnc_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanP
 int XmlEnc_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivingSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3646,7 +3651,7 @@ int XmlEnc_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivi
 int XmlEnc_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3654,7 +3659,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTX
 int XmlEnc_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_AdhesionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3662,7 +3667,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_
 int XmlEnc_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_VisibilitySubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3670,7 +3675,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1
 int XmlEnc_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3678,7 +3683,7 @@ int XmlEnc_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, A
 int XmlEnc_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3686,7 +3691,7 @@ int XmlEnc_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCau
 int XmlEnc_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryVehicleSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3694,7 +3699,7 @@ int XmlEnc_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryV
 int XmlEnc_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3702,7 +3707,7 @@ int XmlEnc_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubC
 int XmlEnc_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_EmergencyVehicleApproachingSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3710,7 +3715,7 @@ int XmlEnc_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_E
 int XmlEnc_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_DangerousCurveSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3718,7 +3723,7 @@ int XmlEnc_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_
 int XmlEnc_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_SurfaceConditionSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3726,7 +3731,7 @@ int XmlEnc_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1
 int XmlEnc_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3734,7 +3739,7 @@ int XmlEnc_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN
 int XmlEnc_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3742,7 +3747,7 @@ int XmlEnc_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T
 int XmlEnc_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3750,7 +3755,7 @@ int XmlEnc_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSu
 int XmlEnc_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3758,7 +3763,7 @@ int XmlEnc_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolati
 int XmlEnc_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RescueAndRecoveryWorkInProgressSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3766,7 +3771,7 @@ int XmlEnc_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_I
 int XmlEnc_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousEndOfQueueSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3774,7 +3779,7 @@ int XmlEnc_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_Dangerous
 int XmlEnc_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousSituationSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3782,7 +3787,7 @@ int XmlEnc_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousS
 int XmlEnc_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreakdownSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3790,7 +3795,7 @@ int XmlEnc_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreak
 int XmlEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3798,7 +3803,7 @@ int XmlEnc_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCo
 int XmlEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).curvatureValue, XmlName_20, 14) != 0) && (stat = XmlEnc_ITS_CurvatureValue(ctxt, (*pvalue).curvatureValue, (const QSUTF8CHAR*)"curvatureValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).curvatureConfidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).curvatureConfidence, XmlName_21, 19) != 0) && (stat = XmlEnc_ITS_CurvatureConfidence(ctxt, (*pvalue).curvatureConfidence, (const QSUTF8CHAR*)"curvatureConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3809,7 +3814,7 @@ int XmlEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue, const QSUTF8
 int XmlEnc_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1023 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3818,7 +3823,7 @@ int XmlEnc_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue value, cons
 int XmlEnc_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3827,7 +3832,7 @@ int XmlEnc_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence v
 int XmlEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalculationMode value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3836,7 +3841,7 @@ int XmlEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalcula
 int XmlEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).headingValue > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingValue, XmlName_22, 12) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).headingValue, (const QSUTF8CHAR*)"headingValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingConfidence, XmlName_23, 17) != 0) && (stat = XmlEnc_ITS_HeadingConfidence(ctxt, (*pvalue).headingConfidence, (const QSUTF8CHAR*)"headingConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3847,7 +3852,7 @@ int XmlEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3601) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3856,7 +3861,7 @@ int XmlEnc_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue value, const QS
 int XmlEnc_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3865,7 +3870,7 @@ int XmlEnc_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence value
 int XmlEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -1 || value > 14) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3874,7 +3879,7 @@ int XmlEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition value, const QS
 int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
       if (((*pvalue).innerhardShoulderStatus > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue).innerhardShoulderStatus, XmlName_24, 23) != 0) && (stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).innerhardShoulderStatus, (const QSUTF8CHAR*)"innerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3893,7 +3898,7 @@ int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QS
 int XmlEnc_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3902,7 +3907,7 @@ int XmlEnc_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus val
 int XmlEnc_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 1 || (*pvalue).numbits > 13) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3911,7 +3916,7 @@ int XmlEnc_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pval
 int XmlEnc_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3920,7 +3925,7 @@ int XmlEnc_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass value, 
 int XmlEnc_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3929,7 +3934,7 @@ int XmlEnc_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue value, const QSUTF8
 int XmlEnc_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3938,7 +3943,7 @@ int XmlEnc_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence value, co
 int XmlEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 1024) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3947,7 +3952,7 @@ int XmlEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass value, const QSUT
 int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speedValue > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedValue, XmlName_27, 10) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedConfidence, XmlName_28, 15) != 0) && (stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3958,7 +3963,7 @@ int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_DriveDirection_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3967,7 +3972,7 @@ int XmlEnc_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection value, cons
 int XmlEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3975,7 +3980,7 @@ int XmlEnc_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus value
 int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitudinalAccelerationValue, XmlName_29, 29) != 0) && (stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitudinalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence, XmlName_30, 34) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3986,7 +3991,7 @@ int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcce
 int XmlEnc_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3995,7 +4000,7 @@ int XmlEnc_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_Longitudina
 int XmlEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 102) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4004,7 +4009,7 @@ int XmlEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfid
 int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lateralAccelerationValue, XmlName_31, 24) != 0) && (stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lateralAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lateralAccelerationConfidence, XmlName_32, 29) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4015,7 +4020,7 @@ int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* 
 int XmlEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4024,7 +4029,7 @@ int XmlEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
 int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).verticalAccelerationValue, XmlName_33, 25) != 0) && (stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).verticalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).verticalAccelerationConfidence, XmlName_34, 30) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4035,7 +4040,7 @@ int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration
 int XmlEnc_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAccelerationValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4044,7 +4049,7 @@ int XmlEnc_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
 int XmlEnc_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4052,7 +4057,7 @@ int XmlEnc_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType value, const QSUT
 int XmlEnc_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4061,7 +4066,7 @@ int XmlEnc_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue, co
 int XmlEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 19) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4070,7 +4075,7 @@ int XmlEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic v
 int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_35, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4083,17 +4088,17 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).emergencyActionCode, (const QSUTF8CHAR*)"emergencyActionCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).emergencyActionCode, 0, 1099511627776, XmlName_40, 19) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).emergencyActionCode, (const QSUTF8CHAR*)"emergencyActionCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.phoneNumberPresent) {
-      if ((stat = XmlEnc_ITS_PhoneNumber(ctxt, (*pvalue).phoneNumber, (const QSUTF8CHAR*)"phoneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).phoneNumber, 1, 16, XmlName_41, 11) != 0) && (stat = XmlEnc_ITS_PhoneNumber(ctxt, (*pvalue).phoneNumber, (const QSUTF8CHAR*)"phoneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.companyNamePresent) {
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
-      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).companyName, 0, 1099511627776, XmlName_42, 11) != 0) && (stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4103,7 +4108,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
 int XmlEnc_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4112,7 +4117,7 @@ int XmlEnc_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType
 int XmlEnc_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4121,7 +4126,7 @@ int XmlEnc_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pv
 int XmlEnc_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4130,7 +4135,7 @@ int XmlEnc_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr value, const 
 int XmlEnc_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4139,7 +4144,7 @@ int XmlEnc_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr value, const QSUTF8
 int XmlEnc_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4148,7 +4153,7 @@ int XmlEnc_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar value, const QSUTF8CH
 int XmlEnc_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4157,7 +4162,7 @@ int XmlEnc_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass value, const QSUT
 int XmlEnc_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponseIndication value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4166,7 +4171,7 @@ int XmlEnc_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponse
 int XmlEnc_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4175,7 +4180,7 @@ int XmlEnc_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit value, const QSUTF8
 int XmlEnc_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4184,7 +4189,7 @@ int XmlEnc_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince value, co
 int XmlEnc_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -60 || value > 67) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4193,7 +4198,7 @@ int XmlEnc_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature value, const QSUT
 int XmlEnc_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4202,7 +4207,7 @@ int XmlEnc_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule value, const QSUT
 int XmlEnc_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4211,7 +4216,7 @@ int XmlEnc_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle value, 
 int XmlEnc_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4220,7 +4225,7 @@ int XmlEnc_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius value, const 
 int XmlEnc_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4229,7 +4234,7 @@ int XmlEnc_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx value, const QSUTF8
 int XmlEnc_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 20 || (*pvalue).numbits > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4238,7 +4243,7 @@ int XmlEnc_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* 
 int XmlEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSolutionType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4247,13 +4252,13 @@ int XmlEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSoluti
 int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.wMInumberPresent) {
-      if ((stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).wMInumber, 1, 3, XmlName_43, 9) != 0) && (stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
-      if ((stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastStr(ctxt, (*pvalue).vDS, 6, 6, XmlName_44, 3) != 0) && (stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4263,7 +4268,7 @@ int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
 int XmlEnc_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 1 || nbytes > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4275,7 +4280,7 @@ int XmlEnc_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber value, const QSUTF8CH
 int XmlEnc_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 6 || nbytes > 6) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -4287,7 +4292,7 @@ int XmlEnc_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS value, const QSUTF8CHAR* elemName
 int XmlEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4296,10 +4301,10 @@ int XmlEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pval
 int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_40, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_41, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_45, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_46, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4307,7 +4312,7 @@ int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, cons
 int XmlEnc_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4316,7 +4321,7 @@ int XmlEnc_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue val
 int XmlEnc_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4325,7 +4330,7 @@ int XmlEnc_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Vehicle
 int XmlEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 62) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4334,13 +4339,13 @@ int XmlEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth value, const QS
 int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_47, 9) == 0) {
          if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4354,7 +4359,7 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
 int XmlEnc_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4363,7 +4368,7 @@ int XmlEnc_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pval
 int XmlEnc_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4372,7 +4377,7 @@ int XmlEnc_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality val
 int XmlEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4381,10 +4386,10 @@ int XmlEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType value, const QSUTF8CHAR
 int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_43, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_44, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_48, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_49, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4392,7 +4397,7 @@ int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pv
 int XmlEnc_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -511 || value > 512) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4401,7 +4406,7 @@ int XmlEnc_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
 int XmlEnc_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4410,7 +4415,7 @@ int XmlEnc_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWhee
 int XmlEnc_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 4398046511103ULL) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt64(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4419,7 +4424,7 @@ int XmlEnc_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts value, const QS
 int XmlEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4428,10 +4433,10 @@ int XmlEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole value, const QSUT
 int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_45, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_50, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_51, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4439,7 +4444,7 @@ int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < -32766) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4448,7 +4453,7 @@ int XmlEnc_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue value, const QS
 int XmlEnc_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4457,7 +4462,7 @@ int XmlEnc_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence value
 int XmlEnc_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4466,7 +4471,7 @@ int XmlEnc_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType value
 int XmlEnc_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4475,7 +4480,7 @@ int XmlEnc_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance value
 int XmlEnc_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTrafficDirection value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4484,7 +4489,7 @@ int XmlEnc_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTraffi
 int XmlEnc_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value < 1 || value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4493,7 +4498,7 @@ int XmlEnc_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval
 int XmlEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 86400) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4502,10 +4507,10 @@ int XmlEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration value, 
 int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_47, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_48, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_52, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_53, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4513,13 +4518,13 @@ int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CH
 int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4533,19 +4538,19 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_55, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_51, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_56, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_57, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_58, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_54, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_59, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_55, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_60, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4555,13 +4560,13 @@ int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
 int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_56, 11) == 0) {
+      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_61, 11) == 0) {
          if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_61, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4575,7 +4580,7 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
 int XmlEnc_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4584,7 +4589,7 @@ int XmlEnc_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants value
 int XmlEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4592,10 +4597,10 @@ int XmlEnc_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber value, cons
 int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_57, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_62, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4604,10 +4609,10 @@ int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_58, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_63, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4616,13 +4621,13 @@ int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_59, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_64, 10) == 0) {
          if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4636,20 +4641,20 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_60, 13) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_65, 13) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_60, 13)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 13)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_61, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_66, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_62, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_67, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4657,13 +4662,13 @@ int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUT
 int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_63, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_68, 26) == 0) {
          if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_68, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4677,12 +4682,12 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_57, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_58, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_64, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_69, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4692,7 +4697,7 @@ int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
 int XmlEnc_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4700,7 +4705,7 @@ int XmlEnc_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius v
 int XmlEnc_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4709,7 +4714,7 @@ int XmlEnc_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID value, co
 int XmlEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4718,13 +4723,13 @@ int XmlEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID
 int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4738,7 +4743,7 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
 int XmlEnc_ITS_OpeningDaysHours(QSCTXT* ctxt, ASN1T_ITS_OpeningDaysHours value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4746,7 +4751,7 @@ int XmlEnc_ITS_OpeningDaysHours(QSCTXT* ctxt, ASN1T_ITS_OpeningDaysHours value, 
 int XmlEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
-   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   QSXmlNS ns(ctxt, nsURI, &XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
       if (nbytes < 1 || nbytes > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;

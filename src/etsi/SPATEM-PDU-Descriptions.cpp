@@ -53,9 +53,10 @@ int ASN1X_SPATEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
       QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"SPATEM")) != 0) return stat;
+      static const char root[16] = "SPATEM";
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
       if ((stat = XmlEnc_SPATEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"SPATEM", 0);
+      return rtXmlEncFastEnd(ctxt, root, 6);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_SPATEM(msgBuf.getCtxtPtr(), &msgData);

@@ -53,9 +53,10 @@ int ASN1X_SSEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
       QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"SSEM")) != 0) return stat;
+      static const char root[16] = "SSEM";
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
       if ((stat = XmlEnc_SSEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"SSEM", 0);
+      return rtXmlEncFastEnd(ctxt, root, 4);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_SSEM(msgBuf.getCtxtPtr(), &msgData);

@@ -113,10 +113,12 @@ class JsonEmitter(TextEmitter):
         else:
             raise Asn1Error("no JSON encoding for %s" % k)
 
-    def member(self, w, name):
-        """The separator, the new line and the key before a member, in one call."""
-        self.check(w, 'rtJsonEncMemberKey(ctxt, first, "\\"%s\\":", %d)'
-                   % (name, len(name.encode("utf-8")) + 3))
+    def member(self, w, name, inline=True):
+        """The separator, the new line and the key before a member, in one step (written inline
+        unless `inline` is false, as on the rarely taken general path of an integer member)."""
+        self.check(w, '%s(ctxt, first, "\\"%s\\":", %d)'
+                   % ("rtJsonEncFastMemberKey" if inline else "rtJsonEncMemberKey",
+                      name, len(name.encode("utf-8")) + 3))
         w.line("first = 0;")
 
     def enc_int_member(self, w, c, expr):
@@ -130,19 +132,19 @@ class JsonEmitter(TextEmitter):
             conds = range_conds(ct, cons.lo, cons.hi, expr)
         key = '"\\"%s\\":", %d' % (c.name, len(c.name.encode("utf-8")) + 3)
         if ct.startswith("QSU"):
-            fast = "rtJsonEncMemberUInt(ctxt, first, %s, (QSUINT64)%s)" % (key, expr)
+            fast = "rtJsonEncFastMemberUInt(ctxt, first, %s, (QSUINT64)%s)" % (key, expr)
         else:
-            fast = "rtJsonEncMemberInt(ctxt, first, %s, (QSINT64)%s)" % (key, expr)
+            fast = "rtJsonEncFastMemberInt(ctxt, first, %s, (QSINT64)%s)" % (key, expr)
         w.line("if (%s!%s) {" % ("".join(x + " || " for x in conds), fast))
         w.indent()
-        self.member(w, c.name)
+        self.member(w, c.name, inline=False)
         self.enc_value(w, rt, expr)
         w.dedent()
         w.line("}")
         w.line("first = 0;")
 
     def enc_sequence(self, w, rt, expr):
-        self.check(w, "rtJsonEncOpen(ctxt, '{')")
+        self.check(w, "rtJsonEncFastOpen(ctxt, '{')")
         w.line("QSBOOL first = 1;")
         for c in rt.components:
             if c.has_present_bit:
@@ -168,7 +170,7 @@ class JsonEmitter(TextEmitter):
             w.dedent()
             w.line("}")
         w.line("(void)first;")
-        self.check(w, "rtJsonEncClose(ctxt, '}')")
+        self.check(w, "rtJsonEncFastClose(ctxt, '}')")
 
     def enc_regional_value(self, w, c, expr):
         sel = "%s.%s" % (expr, c.cname)
@@ -190,7 +192,7 @@ class JsonEmitter(TextEmitter):
         w.line("}")
 
     def enc_choice(self, w, rt, expr):
-        self.check(w, "rtJsonEncOpen(ctxt, '{')")
+        self.check(w, "rtJsonEncFastOpen(ctxt, '{')")
         w.line("QSBOOL first = 1;")
         w.line("switch (%s.t) {" % expr)
         for i, a in enumerate(rt.alternatives):
@@ -218,11 +220,11 @@ class JsonEmitter(TextEmitter):
         w.dedent()
         w.line("}")
         w.line("(void)first;")
-        self.check(w, "rtJsonEncClose(ctxt, '}')")
+        self.check(w, "rtJsonEncFastClose(ctxt, '}')")
 
     def enc_seqof(self, w, rt, expr):
         el = rt.element
-        self.check(w, "rtJsonEncOpen(ctxt, '[')")
+        self.check(w, "rtJsonEncFastOpen(ctxt, '[')")
         w.line("QSBOOL first = 1;")
         w.line("for (QSRTDListNode* node = %s.head; node != 0; node = node->next) {" % expr)
         w.indent()
@@ -231,7 +233,7 @@ class JsonEmitter(TextEmitter):
         self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el))
         w.dedent()
         w.line("}")
-        self.check(w, "rtJsonEncClose(ctxt, ']')")
+        self.check(w, "rtJsonEncFastClose(ctxt, ']')")
 
     # ---- decoding ------------------------------------------------------------------------------
     @staticmethod

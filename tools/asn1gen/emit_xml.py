@@ -110,7 +110,7 @@ class XmlEmitter(TextEmitter):
         when the type has no fast writer."""
         body = rt.typedef.body if self.uses_typedef_codec(rt) else rt
         k = body.kind
-        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING") and \
+        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING", "STRING") and \
                 not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
             return None
         nm = "@NAME@"
@@ -132,6 +132,13 @@ class XmlEmitter(TextEmitter):
                 "rtXmlEncFastEnum(ctxt, %s_ENUMTAB, %d, (QSINT32)%s, %s)" % (t, n, expr, nm)
         if k == "BOOLEAN":
             return [], "rtXmlEncFastBool(ctxt, %s, %s)" % (expr, nm)
+        if k == "STRING":
+            # the byte length checks of a type's own encoder are made by the fast writer too
+            c = body.cons
+            lo, hi = 0, 1 << 40
+            if c.has_size() and not c.size_ext and self.uses_typedef_codec(rt):
+                lo, hi = c.size_lo, c.size_hi
+            return [], "rtXmlEncFastStr(ctxt, %s, %d, %d, %s)" % (expr, lo, hi, nm)
         if k == "BIT_STRING":
             c = body.cons
             conds = []
@@ -156,7 +163,7 @@ class XmlEmitter(TextEmitter):
             if general.startswith(prefix) and general.endswith(suffix):
                 # the checks of an inline value stay in front, as they are
                 for line in sub.lines[:-1]:
-                    w.line(line.strip())
+                    w.line(line.rstrip())
                 gcall = general[len(prefix):-len(suffix)]
                 call = call.replace("@NAME@", "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8"))))
                 w.line("if ((%s != 0) && (stat = %s) != 0) return LOG_RTERR(ctxt, stat);"
@@ -544,7 +551,7 @@ class XmlEmitter(TextEmitter):
         if "stat" in text:
             w.line("int stat;")
         if "ns." in text:
-            w.line("QSXmlNS ns(ctxt, nsURI, XML_NS);")
+            w.line("QSXmlNS ns(ctxt, nsURI, &XML_NS);")
         w.lines.extend(body.lines)
         w.dedent()
         w.line("}")
@@ -573,10 +580,12 @@ class XmlEmitter(TextEmitter):
 def emit_functions(mi, we, wd):
     """Writes the XML encoders into `we` and the decoders into `wd`."""
     xe = XmlEmitter(mi)
-    for w in (we, wd):
-        w.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
-        w.line('static const char* const XML_NS = "%s";' % mi.name)
-        w.blank()
+    we.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
+    we.line('static const QSXmlNamespace XML_NS = {(const QSUTF8CHAR*)"%s", 0};' % mi.name)
+    we.blank()
+    wd.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
+    wd.line('static const char* const XML_NS = "%s";' % mi.name)
+    wd.blank()
     names_at = len(we.lines)
     for td in mi.typedefs:
         xe.encoder(we, td)
@@ -599,9 +608,12 @@ class XmlFamily(Family):
         root = td.asn1_name
         w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {")
         w.line("   QSCTXT* ctxt = msgBuf.getCtxtPtr();")
-        w.line("   if ((stat = rtXmlEncBeginDocument(ctxt, %s)) != 0) return stat;" % qs(root))
+        # the root name padded for the inline end tag, which finds it on the name stack
+        size = (len(root.encode("utf-8")) // 16 + 1) * 16
+        w.line('   static const char root[%d] = "%s";' % (size, root))
+        w.line("   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;")
         w.line("   if ((stat = XmlEnc_%s(ctxt, &msgData, %s, 0)) != 0) return stat;" % (td.cname, qs("")))
-        w.line("   return rtXmlEncEndElement(ctxt, %s, 0);" % qs(root))
+        w.line("   return rtXmlEncFastEnd(ctxt, root, %d);" % len(root.encode("utf-8")))
         w.line("}")
 
     def decode_branch(self, w, td):
