@@ -28,9 +28,10 @@
          int stat = rtXmlSetEncBufPtr(ctxt, buf, size);                                              \
          if (stat != 0) return stat;                                                                 \
          ctxt->flags &= ~(QSXMLSTARTOPEN | QSXMLEMPTY | QSXMLNIL);                                    \
-         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)#M)) != 0) return stat;          \
+         static const char root[(sizeof(#M) - 1) / 16 * 16 + 16] = #M; /* padded for the end tag */ \
+         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;        \
          if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;           \
-         return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)#M, 0);                                  \
+         return rtXmlEncFastEnd(ctxt, root, sizeof(#M) - 1);                                         \
       }                                                                                              \
       static int read(QSCTXT* ctxt, ASN1T_##M* value)                                                \
       {                                                                                              \
