@@ -127,3 +127,49 @@ TEST_F(PerFast, IndexOutsideTheAlphabetStopsAfterThatCharacter)
       rtxErrReset(&ctxt);
    }
 }
+
+TEST_F(PerFast, CharacterStringsWrittenAsCharacterByCharacter)
+{
+   /* At every starting bit offset, into a dynamic buffer and into fixed buffers from too small to
+    * roomy: the same bytes (and the same failure) as writing one code at a time. */
+   const char* text = "Signal request 0042 from bus";
+   const size_t n = std::strlen(text);
+   for (QSUINT32 lead = 0; lead < 9; lead++) {
+      ASSERT_EQ(0, pu_setBuffer(&ctxt, nullptr, 0, 0));
+      if (lead) {
+         ASSERT_EQ(0, rtxEncBits(&ctxt, 0x1FFu, lead));
+      }
+      for (size_t i = 0; i < n; i++) ASSERT_EQ(0, rtxEncBits(&ctxt, (QSUINT8)text[i], 7));
+      const std::string want = hex(out());
+
+      for (size_t room = 0; room <= 40; room += 4) {
+         std::vector<QSOCTET> fixed(room == 40 ? 0 : room + 1, 0xEE);
+         ASSERT_EQ(0, pu_setBuffer(&ctxt, fixed.empty() ? nullptr : fixed.data(), fixed.size(), 0));
+         int stat = 0;
+         if (lead) stat = rtxEncBits(&ctxt, 0x1FFu, lead);
+         if (stat == 0) stat = pe_ConstrainedStringData(&ctxt, text, nullptr, 7, 7, (QSSIZE)n);
+         if (stat == 0) {
+            EXPECT_EQ(want, hex(out())) << lead << " " << room;
+         }
+         else {
+            EXPECT_EQ(RTERR_ENCODE_BUFFER_OVERFLOW, stat);
+            EXPECT_EQ(0u, want.rfind(hex(out()).substr(0, 2 * (size_t)ctxt.buffer.byteIndex), 0));
+         }
+         rtxErrReset(&ctxt);
+      }
+   }
+}
+
+TEST_F(PerFast, CharacterOutsideTheAlphabetAfterPackedCharacters)
+{
+   /* The characters before the bad one are written, then the failure names the character. */
+   ASSERT_EQ(RTERR_VALUE_CONSTRAINT_VIOLATION,
+             pe_ConstrainedStringData(&ctxt, "0123456789X1", kNumeric, 4, 4, 12));
+   EXPECT_EQ(40u, bitPos());
+   EXPECT_EQ("123456789A", hex(out()));
+   EXPECT_NE(std::string::npos, std::string(rtxErrGetText(&ctxt, nullptr, nullptr)).find("X"));
+   rtxErrReset(&ctxt);
+   ASSERT_EQ(0, pu_setBuffer(&ctxt, nullptr, 0, 0));
+   EXPECT_EQ(RTERR_VALUE_CONSTRAINT_VIOLATION, pe_ConstrainedStringData(&ctxt, "abc\xE9", nullptr, 7, 7, 4));
+   EXPECT_EQ(21u, bitPos());
+}
