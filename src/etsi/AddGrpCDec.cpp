@@ -18,13 +18,11 @@ int asn1PD_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.itsStationPositionPresent = 1;
       asn1DecStartElem(ctxt, "itsStationPosition");
@@ -93,13 +91,11 @@ int asn1PD_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.activePrioritizationsPresent = 1;
       asn1DecStartElem(ctxt, "activePrioritizations");
@@ -180,13 +176,11 @@ int asn1PD_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.signalHeadLocationsPresent = 1;
       asn1DecStartElem(ctxt, "signalHeadLocations");
@@ -220,13 +214,11 @@ int asn1PD_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.stateChangeReasonPresent = 1;
       asn1DecStartElem(ctxt, "stateChangeReason");

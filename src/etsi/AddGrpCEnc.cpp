@@ -18,11 +18,9 @@ int asn1PE_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.itsStationPositionPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.itsStationPositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.itsStationPositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.itsStationPositionPresent) {
       asn1PushElem(ctxt, "itsStationPosition");
       if ((stat = asn1PE_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
@@ -59,11 +57,9 @@ int asn1PE_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.activePrioritizationsPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.activePrioritizationsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.activePrioritizationsPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.activePrioritizationsPresent) {
       asn1PushElem(ctxt, "activePrioritizations");
       if ((stat = asn1PE_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
@@ -109,11 +105,9 @@ int asn1PE_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.signalHeadLocationsPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.signalHeadLocationsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.signalHeadLocationsPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.signalHeadLocationsPresent) {
       asn1PushElem(ctxt, "signalHeadLocations");
       if ((stat = asn1PE_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
@@ -131,11 +125,9 @@ int asn1PE_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.stateChangeReasonPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stateChangeReasonPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stateChangeReasonPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stateChangeReasonPresent) {
       asn1PushElem(ctxt, "stateChangeReason");
       if ((stat = asn1PE_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);

@@ -419,9 +419,7 @@ int asn1PD_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "embarkationStatus");
    if ((stat = asn1PD_ITS_EmbarkationStatus(ctxt, &(*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -460,10 +458,8 @@ int asn1PD_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[2];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 2)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.roadworksSubCauseCodePresent = 1;
       asn1DecStartElem(ctxt, "roadworksSubCauseCode");
@@ -496,10 +492,8 @@ int asn1PD_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[2];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 2)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -556,13 +550,11 @@ int asn1PD_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.protectedCommunicationZonesRSUPresent = 1;
       asn1DecStartElem(ctxt, "protectedCommunicationZonesRSU");

@@ -320,10 +320,8 @@ int asn1PE_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
 int asn1PE_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.ptActivationPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ptActivationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ptActivationPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "embarkationStatus");
    if ((stat = asn1PE_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -359,11 +357,9 @@ int asn1PE_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
 int asn1PE_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.roadworksSubCauseCodePresent << 1) | (QSUINT32)(*pvalue).m.closedLanesPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadworksSubCauseCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.closedLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadworksSubCauseCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.closedLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
       asn1PushElem(ctxt, "roadworksSubCauseCode");
       if ((stat = asn1PE_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
@@ -392,11 +388,9 @@ int asn1PE_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
 int asn1PE_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.incidentIndicationPresent << 1) | (QSUINT32)(*pvalue).m.emergencyPriorityPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emergencyPriorityPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emergencyPriorityPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PE_ITS_LightBarSirenInUse(ctxt, (*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -447,11 +441,9 @@ int asn1PE_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.protectedCommunicationZonesRSUPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedCommunicationZonesRSUPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedCommunicationZonesRSUPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
       asn1PushElem(ctxt, "protectedCommunicationZonesRSU");
       if ((stat = asn1PE_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU)) != 0) return LOG_RTERR(ctxt, stat);

@@ -977,9 +977,7 @@ int asn1PD_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "lane");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1768,9 +1766,7 @@ int asn1PD_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.regionPresent = 1;
       asn1DecStartElem(ctxt, "region");
@@ -1956,9 +1952,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "directionalUse");
    if ((stat = asn1PD_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3039,13 +3033,11 @@ int asn1PD_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "delta");
    if ((stat = asn1PD_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3789,9 +3781,7 @@ int asn1PD_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.regionPresent = 1;
       asn1DecStartElem(ctxt, "region");
@@ -4364,13 +4354,11 @@ int asn1PD_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "sequenceNumber");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);

@@ -741,10 +741,8 @@ int asn1PE_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.maneuverPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "lane");
    if ((stat = asn1PE_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1346,10 +1344,8 @@ int asn1PE_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int asn1PE_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.regionPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
       asn1PushElem(ctxt, "region");
       if ((stat = asn1PE_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1493,10 +1489,8 @@ int asn1PE_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.regionalPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "directionalUse");
    if ((stat = asn1PE_ETSI_DSRC_LaneDirection(ctxt, (*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2335,11 +2329,9 @@ int asn1PE_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.attributesPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "delta");
    if ((stat = asn1PE_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2902,10 +2894,8 @@ int asn1PE_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.regionPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
       asn1PushElem(ctxt, "region");
       if ((stat = asn1PE_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3337,11 +3327,9 @@ int asn1PE_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "sequenceNumber");
    if ((stat = asn1PE_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

@@ -17,9 +17,7 @@ int asn1PD_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "pictogramCode");
    if ((stat = asn1PD_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -37,9 +35,7 @@ int asn1PD_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.countryCodePresent = 1;
       asn1DecStartElem(ctxt, "countryCode");
@@ -547,10 +543,8 @@ int asn1PD_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[2];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 2)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.speedLimitMaxPresent = 1;
       asn1DecStartElem(ctxt, "speedLimitMax");
@@ -672,10 +666,8 @@ int asn1PD_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[2];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 2)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.startingPointLengthPresent = 1;
       asn1DecStartElem(ctxt, "startingPointLength");
@@ -904,10 +896,8 @@ int asn1PD_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[2];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 2)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "derType");
    if ((stat = asn1PD_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);

@@ -15,10 +15,8 @@ static const char* const THIS_FILE = "../src/etsi/GDDEnc.cpp";
 int asn1PE_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.attributesPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "pictogramCode");
    if ((stat = asn1PE_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -33,10 +31,8 @@ int asn1PE_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
 int asn1PE_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.countryCodePresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.countryCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.countryCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       asn1PushElem(ctxt, "countryCode");
       if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
@@ -448,11 +444,9 @@ int asn1PE_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
 int asn1PE_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.speedLimitMaxPresent << 1) | (QSUINT32)(*pvalue).m.speedLimitMinPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitMaxPresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitMinPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitMaxPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitMinPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       asn1PushElem(ctxt, "speedLimitMax");
       if ((stat = pe_ConsBits(ctxt, (QSUINT32)(*pvalue).speedLimitMax, 8)) != 0) return LOG_RTERR(ctxt, stat);
@@ -521,11 +515,9 @@ int asn1PE_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
 int asn1PE_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.startingPointLengthPresent << 1) | (QSUINT32)(*pvalue).m.continuityLengthPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startingPointLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.continuityLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startingPointLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.continuityLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startingPointLengthPresent) {
       asn1PushElem(ctxt, "startingPointLength");
       if ((stat = asn1PE_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
@@ -706,11 +698,9 @@ int asn1PE_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.roadNumberIdentifierPresent << 1) | (QSUINT32)(*pvalue).m.roadNumberTextPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberIdentifierPresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberIdentifierPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "derType");
    if ((stat = asn1PE_DestinationRoadType(ctxt, (*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

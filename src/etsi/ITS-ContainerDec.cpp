@@ -203,9 +203,7 @@ int asn1PD_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "pathPosition");
    if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1817,9 +1815,7 @@ int asn1PD_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, 0, optbits, 1)) {
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "eventPosition");
    if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1863,13 +1859,11 @@ int asn1PD_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
 {
    int stat;
    QSBOOL extbit = 0;
+   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
-   if (!pd_PreambleFast(ctxt, &extbit, optbits, 1)) {
-      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
-      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecStartElem(ctxt, "protectedZoneLatitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);

@@ -160,10 +160,8 @@ int asn1PE_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse
 int asn1PE_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.pathDeltaTimePresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.pathDeltaTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.pathDeltaTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "pathPosition");
    if ((stat = asn1PE_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1390,10 +1388,8 @@ int asn1PE_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.eventDeltaTimePresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventDeltaTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventDeltaTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "eventPosition");
    if ((stat = asn1PE_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1432,11 +1428,9 @@ int asn1PE_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 1) | (QSUINT32)(*pvalue).m.cenDsrcTollingZoneIDPresent, 2)) {
-      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.cenDsrcTollingZoneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.cenDsrcTollingZoneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "protectedZoneLatitude");
    if ((stat = asn1PE_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

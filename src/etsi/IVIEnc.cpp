@@ -21,10 +21,8 @@ static const char* const THIS_FILE = "../src/etsi/IVIEnc.cpp";
 int asn1PE_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.optionalPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.optionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.optionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "mandatory");
    if ((stat = asn1PE_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -881,10 +879,8 @@ int asn1PE_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.laneIdsPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneIdsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneIdsPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "zoneId");
    if ((stat = asn1PE_IVI_Zid(ctxt, (*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1657,11 +1653,9 @@ int asn1PE_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVe
 int asn1PE_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.offsetDistancePresent << 1) | (QSUINT32)(*pvalue).m.offsetPositionPresent, 2)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetDistancePresent)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetPositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetDistancePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetPositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "zoneId");
    if ((stat = asn1PE_IVI_Zid(ctxt, (*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1761,10 +1755,8 @@ int asn1PE_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
 int asn1PE_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.attributesPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.attributesPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "pictogramCode");
    if ((stat = asn1PE_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1779,10 +1771,8 @@ int asn1PE_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
 int asn1PE_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.countryCodePresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.countryCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.countryCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       asn1PushElem(ctxt, "countryCode");
       if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2265,10 +2255,8 @@ int asn1PE_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurf
 int asn1PE_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.layoutComponentIdPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layoutComponentIdPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layoutComponentIdPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
       asn1PushElem(ctxt, "layoutComponentId");
       if (((*pvalue).layoutComponentId < 1 || (*pvalue).layoutComponentId > 4)) {
@@ -2339,10 +2327,8 @@ int asn1PE_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
 int asn1PE_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.laneWidthPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PushElem(ctxt, "line");
    if ((stat = asn1PE_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2357,10 +2343,8 @@ int asn1PE_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
 int asn1PE_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
 {
    int stat;
-   if (!pe_PreambleFast(ctxt, (QSUINT32)(*pvalue).m.layoutComponentIdPresent, 1)) {
-      /* optional components */
-      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layoutComponentIdPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   }
+   /* optional components */
+   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layoutComponentIdPresent)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
       asn1PushElem(ctxt, "layoutComponentId");
       if (((*pvalue).layoutComponentId < 1 || (*pvalue).layoutComponentId > 4)) {

@@ -345,7 +345,7 @@ class PerEmitter:
         # The extension bit and the presence bits in one write when there is room (the per-bit
         # writes remain for tracing, the end of a fixed buffer and buffer growth).
         nbits = len(opt) + (1 if rt.extensible else 0)
-        batched = bool(opt) and nbits <= 32
+        batched = bool(opt) and 3 <= nbits <= 32
         if batched:
             parts = ["((QSUINT32)extbit << %d)" % len(opt)] if rt.extensible else []
             for i, c in enumerate(opt):
@@ -733,7 +733,8 @@ class PerEmitter:
         opt = [c for c in root if c.has_present_bit]
         # The extension bit and the presence bits in one read when they are all at hand (the
         # per-bit reads below remain for tracing, the end of the input and every failure).
-        batched = bool(opt) and len(opt) + (1 if rt.extensible else 0) <= 56
+        # Worth it from three bits on; fewer are cheaper one by one.
+        batched = 3 <= len(opt) + (1 if rt.extensible else 0) <= 56
         if rt.extensible:
             w.line("QSBOOL extbit = 0;")
             if not batched:
