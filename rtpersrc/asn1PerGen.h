@@ -115,6 +115,39 @@ inline int pd_TracedBit(QSCTXT* ctxt, QSBOOL* pvalue, const char* field)
    return stat;
 }
 
+/* A SEQUENCE preamble (extension bit when pext is given, then n <= 56 presence bits) in one read:
+ * only with tracing off and at least eight bytes of input at the cursor. Otherwise nothing is read
+ * and the result is false; the caller then reads the bits one by one. */
+inline bool pd_PreambleFast(QSCTXT* ctxt, QSBOOL* pext, QSBOOL* opt, QSUINT32 n)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSTRACE) || b.byteIndex >= b.size || b.size - b.byteIndex < 8) return false;
+   const QSUINT32 used = 8u - (QSUINT32)b.bitOffset;
+   QSUINT64 w = rtxLoadBE64(b.data + b.byteIndex) << used;
+   QSUINT32 end = used + n;
+   if (pext != nullptr) {
+      *pext = (QSBOOL)(w >> 63);
+      w <<= 1;
+      end++;
+   }
+   for (QSUINT32 i = 0; i < n; i++) opt[i] = (QSBOOL)((w >> (63u - i)) & 1u);
+   b.byteIndex += end >> 3;
+   b.bitOffset = (QSINT16)(8u - (end & 7u));
+   return true;
+}
+
+/* The same for encoding: the low nbits (1..32) of bits in one write when tracing is off and there
+ * are eight bytes of room at the cursor; false (nothing written) otherwise. */
+inline bool pe_PreambleFast(QSCTXT* ctxt, QSUINT32 bits, QSUINT32 nbits)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSTRACE) || b.data == nullptr || b.byteIndex >= b.size || b.size - b.byteIndex < 8) {
+      return false;
+   }
+   rtxEncBits(ctxt, bits, nbits);   /* takes the in-place path: cannot fail */
+   return true;
+}
+
 inline int pe_ExtBit(QSCTXT* ctxt, QSBOOL v) { return pe_TracedBit(ctxt, v, "extension bit"); }
 inline int pd_ExtBit(QSCTXT* ctxt, QSBOOL* pv) { return pd_TracedBit(ctxt, pv, "extension bit"); }
 inline int pe_OptBit(QSCTXT* ctxt, QSBOOL v) { return pe_TracedBit(ctxt, v, "optional bit"); }

@@ -64,6 +64,12 @@ int pd_ConsWholeNumber(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 range)
 int pd_ConsWholeNumber64(QSCTXT* ctxt, QSUINT64* pvalue, QSUINT64 range)
 {
    const QSUINT32 nbits = (range == 0) ? 64 : pu_bitcnt(range - 1);
+   if (!ctxt->buffer.aligned && nbits - 1u < 32u && rtxGetBitsLeft(ctxt) >= nbits) {
+      QSUINT32 v = 0;
+      rtxDecBits(ctxt, &v, nbits);   /* the bits are there: cannot fail */
+      *pvalue = v;
+      return 0;
+   }
    int stat = ctxt->buffer.aligned ? decConsWholeNumberAligned(ctxt, pvalue, range, nbits)
                                    : rtxDecBitsToUInt64(ctxt, pvalue, nbits);
    return (stat != 0) ? PER_LOG(ctxt, stat) : 0;

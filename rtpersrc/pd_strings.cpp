@@ -108,6 +108,35 @@ int decItems(QSCTXT* ctxt, QSUINT32 itemBits, QSSIZE extra, bool skip,
    return 0;
 }
 
+/* Reads characters of nbits (1..32) bits each into dest[*pi..nchars) from src, which holds the
+ * input from bit srcBit on, while the cursor pos is at most lastPos; with charSet given they are
+ * indexes into it (alen characters). Stops before an index outside the alphabet (setting *pBad).
+ * Returns the new cursor. */
+QSUINT64 readChars(const QSOCTET* src, QSUINT64 srcBit, QSUINT64 pos, QSUINT64 lastPos,
+                   QSUINT32 nbits, QSSIZE nchars, QSSIZE* pi, char* dest, const char* charSet,
+                   size_t alen, bool* pBad)
+{
+   const QSUINT32 drop = 64u - nbits;
+   QSSIZE i = *pi;
+   for (; i < nchars && pos <= lastPos; i++) {
+      const QSUINT64 rel = pos - srcBit;
+      const QSUINT32 v = (QSUINT32)((rtxLoadBE64(src + (rel >> 3)) << (rel & 7u)) >> drop);
+      if (charSet != nullptr) {
+         if (v >= alen) {
+            *pBad = true;
+            break;
+         }
+         dest[i] = charSet[v];
+      }
+      else {
+         dest[i] = (char)v;
+      }
+      pos += nbits;
+   }
+   *pi = i;
+   return pos;
+}
+
 } // namespace
 
 int pd_GetComponentLength(QSCTXT* ctxt, QSUINT32 itemBits, QSSIZE* pLength)
@@ -285,7 +314,30 @@ int pd_ConstrainedStringData(QSCTXT* ctxt, char* dest, QSSIZE destSize, QSSIZE n
    }
    PER_FIELD(ctxt, "data");
    int stat = 0;
-   for (QSSIZE i = 0; i < nchars; i++) {
+   QSSIZE i = 0;
+   if (nbits != 0) {
+      /* All characters are in the input (checked above): read them from a local cursor with one
+       * 64-bit load per character, straight from the input while eight bytes are left and from a
+       * zero-padded copy of the last bytes after that. A character outside the alphabet is left
+       * to the general loop below, which produces the failure. */
+      QSRTBuffer& b = ctxt->buffer;
+      QSUINT64 pos = (QSUINT64)b.byteIndex * 8u + (QSUINT64)(8 - b.bitOffset);
+      bool bad = false;
+      if (b.size >= 8) {
+         pos = readChars(b.data, 0, pos, (QSUINT64)(b.size - 8) * 8u, nbits, nchars, &i, dest,
+                         useIndex ? charSet : nullptr, alen, &bad);
+      }
+      if (i < nchars && !bad) {
+         const QSSIZE first = (QSSIZE)(pos >> 3);     /* at most 8 bytes are left from here */
+         QSOCTET tail[16] = {0};
+         std::memcpy(tail, b.data + first, (size_t)(b.size - first));
+         pos = readChars(tail, (QSUINT64)first * 8u, pos, ~(QSUINT64)0, nbits, nchars, &i, dest,
+                         useIndex ? charSet : nullptr, alen, &bad);
+      }
+      b.byteIndex = (QSSIZE)(pos >> 3);
+      b.bitOffset = (QSINT16)(8u - (QSUINT32)(pos & 7u));
+   }
+   for (; i < nchars; i++) {
       QSUINT32 v = 0;
       stat = rtxDecBits(ctxt, &v, nbits);
       if (stat != 0) break;

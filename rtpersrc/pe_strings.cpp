@@ -92,6 +92,50 @@ int pe_BitString32(QSCTXT* ctxt, const ASN1TBitStr32* pBitStr, QSUINT32 lower, Q
    return (stat != 0) ? PER_LOG(ctxt, stat) : 0;
 }
 
+namespace {
+
+/* Writes the leading characters of a known-multiplier string, as many whole nbits-bit codes
+ * (indexes into charSet when given) as fit in 32 bits per write, when the output has room for all
+ * of them and eight bytes more, so that no write can fail. Stops before the first character that
+ * is not valid, and returns the number of characters written (0 without the room); the caller's
+ * per-character loop does the rest and produces any failure. */
+QSSIZE packChars(QSCTXT* ctxt, const char* string, QSSIZE nchars, const char* charSet, QSUINT32 nbits)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if (b.data == nullptr || b.byteIndex >= b.size ||
+       (QSUINT64)(b.size - b.byteIndex) < ((QSUINT64)nchars * nbits + 7) / 8 + 8) {
+      return 0;
+   }
+   const size_t alen = (charSet != nullptr) ? std::strlen(charSet) : 0;
+   const QSUINT32 perWrite = 32u / nbits;
+   QSUINT64 acc = 0;
+   QSUINT32 n = 0;
+   QSSIZE i = 0;
+   for (; i < nchars; i++) {
+      const char ch = string[i];
+      QSUINT32 code;
+      if (charSet != nullptr) {
+         const void* pos = (ch != '\0') ? std::memchr(charSet, ch, alen) : nullptr;
+         if (pos == nullptr) break;
+         code = (QSUINT32)((const char*)pos - charSet);
+      }
+      else {
+         code = (unsigned char)ch;
+         if (nbits < 32 && (code >> nbits) != 0) break;
+      }
+      acc = (acc << nbits) | code;
+      if (++n == perWrite) {
+         rtxEncBits(ctxt, (QSUINT32)acc, n * nbits);
+         acc = 0;
+         n = 0;
+      }
+   }
+   if (n != 0) rtxEncBits(ctxt, (QSUINT32)acc, n * nbits);
+   return i;
+}
+
+} // namespace
+
 int pe_ConstrainedStringData(QSCTXT* ctxt, const char* string, const char* charSet,
                              QSUINT32 nbits, QSUINT32 canSetBits, QSSIZE nchars)
 {
@@ -100,10 +144,14 @@ int pe_ConstrainedStringData(QSCTXT* ctxt, const char* string, const char* charS
    const bool useIndex = (nbits < canSetBits) || (canSetBits < 5);
    int stat = 0;
    PER_FIELD(ctxt, "data");
+   QSSIZE first = 0;
+   if (nbits != 0 && (charSet != nullptr || !useIndex)) {
+      first = packChars(ctxt, string, nchars, useIndex ? charSet : nullptr, nbits);
+   }
    if (useIndex) {
       if (charSet == nullptr) return PER_LOG(ctxt, RTERR_INVALID_PARAMETER);
       const size_t alen = std::strlen(charSet);
-      for (QSSIZE i = 0; i < nchars && stat == 0; i++) {
+      for (QSSIZE i = first; i < nchars && stat == 0; i++) {
          const char ch = string[i];
          const void* pos = (ch != '\0') ? std::memchr(charSet, ch, alen) : nullptr;
          if (pos == nullptr) {
@@ -116,7 +164,7 @@ int pe_ConstrainedStringData(QSCTXT* ctxt, const char* string, const char* charS
       }
    }
    else {
-      for (QSSIZE i = 0; i < nchars && stat == 0; i++) {
+      for (QSSIZE i = first; i < nchars && stat == 0; i++) {
          const QSUINT32 code = (unsigned char)string[i];
          /* A code wider than the character width (a byte above 0x7F in an IA5String) is not
           * a character of the type: it fails as a character outside the alphabet does, where

@@ -53,6 +53,33 @@ inline QSUINT64 getBits(QSRTBuffer& b, QSUINT32 nbits)
    return acc;
 }
 
+/* Reads nbits (1..32) bits when that many are left; otherwise returns false and changes nothing.
+ * Takes one 64-bit load, or near the end of the input the remaining bytes one by one (the
+ * missing low bytes read as 0 and are never part of the result). */
+inline bool takeBits(QSRTBuffer& b, QSUINT32 nbits, QSUINT32* pvalue)
+{
+   if (b.byteIndex >= b.size) return false;
+   const QSSIZE avail = b.size - b.byteIndex;
+   const QSOCTET* p = b.data + b.byteIndex;
+   const QSUINT32 used = 8u - (QSUINT32)b.bitOffset;
+   QSUINT64 w;
+   if (avail >= 8) {
+      w = rtxLoadBE64(p);
+   }
+   else {
+      if ((QSUINT64)avail * 8u - used < nbits) return false;
+      const QSUINT32 need = (used + nbits + 7u) >> 3;   /* bytes holding the bits, <= avail */
+      w = 0;
+      for (QSUINT32 i = 0; i < need; i++) w |= (QSUINT64)p[i] << (56u - 8u * i);
+   }
+   w <<= used;
+   const QSUINT32 end = used + nbits;
+   b.byteIndex += end >> 3;
+   b.bitOffset = (QSINT16)(8u - (end & 7u));
+   *pvalue = (QSUINT32)(w >> (64u - nbits));
+   return true;
+}
+
 } // namespace
 
 int rtxCheckInputBuffer(QSCTXT* ctxt, QSSIZE nbytes)
@@ -82,8 +109,8 @@ int rtxDecBitsSlow(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits)
    }
    if (nbits > 32) return LOG_ERR(ctxt, RTERR_VALUE_WILL_NOT_FIT);
    QSRTBuffer& b = ctxt->buffer;
-   if (bitsLeft(b) < nbits) return endOfInput(ctxt, __LINE__);
-   QSUINT32 v = (QSUINT32)getBits(b, nbits);
+   QSUINT32 v = 0;
+   if (!takeBits(b, nbits, &v)) return endOfInput(ctxt, __LINE__);
    if (pvalue != nullptr) *pvalue = v;
    return 0;
 }
@@ -116,6 +143,12 @@ int rtxDecBitsToUInt64(QSCTXT* ctxt, QSUINT64* pvalue, QSUINT32 nbits)
    }
    if (nbits > 64) return LOG_ERR(ctxt, RTERR_VALUE_WILL_NOT_FIT);
    QSRTBuffer& b = ctxt->buffer;
+   if (nbits <= 32) {
+      QSUINT32 v32 = 0;
+      if (!takeBits(b, nbits, &v32)) return endOfInput(ctxt, __LINE__);
+      if (pvalue != nullptr) *pvalue = v32;
+      return 0;
+   }
    if (bitsLeft(b) < nbits) return endOfInput(ctxt, __LINE__);
    QSUINT64 v;
    if (nbits > 32) {

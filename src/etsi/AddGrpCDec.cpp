@@ -129,12 +129,14 @@ int asn1PD_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.maxVehicleHeightPresent = 1;
       asn1DecStartElem(ctxt, "maxVehicleHeight");
@@ -250,13 +252,15 @@ int asn1PD_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.ptvRequestPresent = 1;
       asn1DecStartElem(ctxt, "ptvRequest");
@@ -334,12 +338,14 @@ int asn1PD_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.emissionPresent = 1;
       asn1DecStartElem(ctxt, "emission");
@@ -379,12 +385,14 @@ int asn1PD_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.fuelPresent = 1;
       asn1DecStartElem(ctxt, "fuel");
@@ -424,12 +432,14 @@ int asn1PD_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.synchToSchedulePresent = 1;
       asn1DecStartElem(ctxt, "synchToSchedule");
@@ -469,13 +479,15 @@ int asn1PD_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "stationID");
    if ((stat = asn1PD_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -548,13 +560,15 @@ int asn1PD_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "id");
    if ((stat = pd_UnconsInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1EvtInt(ctxt, (QSINT64)(*pvalue).id);

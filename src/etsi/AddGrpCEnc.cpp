@@ -77,10 +77,12 @@ int asn1PE_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxVehicleHeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxVehicleWeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.maxVehicleHeightPresent << 1) | (QSUINT32)(*pvalue).m.maxVehicleWeightPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxVehicleHeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxVehicleWeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.maxVehicleHeightPresent) {
       asn1PushElem(ctxt, "maxVehicleHeight");
       if ((stat = asn1PE_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
@@ -143,11 +145,13 @@ int asn1PE_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ptvRequestPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodeLinkPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.ptvRequestPresent << 2) | ((QSUINT32)(*pvalue).m.nodeLinkPresent << 1) | (QSUINT32)(*pvalue).m.nodePresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ptvRequestPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodeLinkPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.ptvRequestPresent) {
       asn1PushElem(ctxt, "ptvRequest");
       if ((stat = asn1PE_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
@@ -191,10 +195,12 @@ int asn1PE_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emissionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.fuelPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.emissionPresent << 1) | (QSUINT32)(*pvalue).m.fuelPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emissionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.fuelPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.emissionPresent) {
       asn1PushElem(ctxt, "emission");
       if ((stat = asn1PE_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
@@ -217,10 +223,12 @@ int asn1PE_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.fuelPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.batteryStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.fuelPresent << 1) | (QSUINT32)(*pvalue).m.batteryStatusPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.fuelPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.batteryStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.fuelPresent) {
       asn1PushElem(ctxt, "fuel");
       if ((stat = asn1PE_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
@@ -243,10 +251,12 @@ int asn1PE_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.synchToSchedulePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rejectedReasonPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.synchToSchedulePresent << 1) | (QSUINT32)(*pvalue).m.rejectedReasonPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.synchToSchedulePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rejectedReasonPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.synchToSchedulePresent) {
       asn1PushElem(ctxt, "synchToSchedule");
       if ((stat = asn1PE_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
@@ -269,11 +279,13 @@ int asn1PE_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodeXYPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeReferencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.laneIDPresent << 2) | ((QSUINT32)(*pvalue).m.nodeXYPresent << 1) | (QSUINT32)(*pvalue).m.timeReferencePresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nodeXYPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeReferencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "stationID");
    if ((stat = asn1PE_ITS_StationID(ctxt, (*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -324,11 +336,13 @@ int asn1PE_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.intersectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.lanePresent << 2) | ((QSUINT32)(*pvalue).m.connectionIDPresent << 1) | (QSUINT32)(*pvalue).m.intersectionIDPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.intersectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "id");
    if ((stat = pe_UnconsInt64Unaligned(ctxt, (QSINT64)(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

@@ -41,12 +41,14 @@ int asn1PD_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "basicContainer");
    if ((stat = asn1PD_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -316,13 +318,15 @@ int asn1PD_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[7];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 7)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "heading");
    if ((stat = asn1PD_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -513,9 +517,11 @@ int asn1PD_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 3)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);

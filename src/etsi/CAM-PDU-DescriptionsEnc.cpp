@@ -41,10 +41,12 @@ int asn1PE_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lowFrequencyContainerPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.specialVehicleContainerPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.lowFrequencyContainerPresent << 1) | (QSUINT32)(*pvalue).m.specialVehicleContainerPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lowFrequencyContainerPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.specialVehicleContainerPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "basicContainer");
    if ((stat = asn1PE_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -225,14 +227,16 @@ int asn1PE_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
 int asn1PE_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.accelerationControlPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.steeringWheelAnglePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lateralAccelerationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.verticalAccelerationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.performanceClassPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.cenDsrcTollingZonePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.accelerationControlPresent << 6) | ((QSUINT32)(*pvalue).m.lanePositionPresent << 5) | ((QSUINT32)(*pvalue).m.steeringWheelAnglePresent << 4) | ((QSUINT32)(*pvalue).m.lateralAccelerationPresent << 3) | ((QSUINT32)(*pvalue).m.verticalAccelerationPresent << 2) | ((QSUINT32)(*pvalue).m.performanceClassPresent << 1) | (QSUINT32)(*pvalue).m.cenDsrcTollingZonePresent, 7)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.accelerationControlPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.steeringWheelAnglePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lateralAccelerationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.verticalAccelerationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.performanceClassPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.cenDsrcTollingZonePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "heading");
    if ((stat = asn1PE_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -406,10 +410,12 @@ int asn1PE_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
 int asn1PE_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.trafficRulePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.incidentIndicationPresent << 2) | ((QSUINT32)(*pvalue).m.trafficRulePresent << 1) | (QSUINT32)(*pvalue).m.speedLimitPresent, 3)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.trafficRulePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PE_ITS_LightBarSirenInUse(ctxt, (*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

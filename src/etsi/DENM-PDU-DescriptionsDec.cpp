@@ -30,9 +30,11 @@ int asn1PD_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 3)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "management");
    if ((stat = asn1PD_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -61,15 +63,17 @@ int asn1PD_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 5)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "actionID");
    if ((stat = asn1PD_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -143,12 +147,14 @@ int asn1PD_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "informationQuality");
    if ((stat = asn1PD_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -194,13 +200,15 @@ int asn1PD_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.eventSpeedPresent = 1;
       asn1DecStartElem(ctxt, "eventSpeed");
@@ -292,15 +300,17 @@ int asn1PD_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[9];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[8])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 9)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[8])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.lightBarSirenInUsePresent = 1;
       asn1DecStartElem(ctxt, "lightBarSirenInUse");
@@ -363,12 +373,14 @@ int asn1PD_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[6];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 6)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.stationarySincePresent = 1;
       asn1DecStartElem(ctxt, "stationarySince");
@@ -412,16 +424,18 @@ int asn1PD_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[6];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 6)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.lanePositionPresent = 1;
       asn1DecStartElem(ctxt, "lanePosition");

@@ -28,10 +28,12 @@ int asn1PE_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 int asn1PE_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.situationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.locationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.alacartePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.situationPresent << 2) | ((QSUINT32)(*pvalue).m.locationPresent << 1) | (QSUINT32)(*pvalue).m.alacartePresent, 3)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.situationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.locationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.alacartePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "management");
    if ((stat = asn1PE_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -57,13 +59,15 @@ int asn1PE_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.terminationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.relevanceDistancePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.relevanceTrafficDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.validityDurationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transmissionIntervalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 5) | ((QSUINT32)(*pvalue).m.terminationPresent << 4) | ((QSUINT32)(*pvalue).m.relevanceDistancePresent << 3) | ((QSUINT32)(*pvalue).m.relevanceTrafficDirectionPresent << 2) | ((QSUINT32)(*pvalue).m.validityDurationPresent << 1) | (QSUINT32)(*pvalue).m.transmissionIntervalPresent, 6)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.terminationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.relevanceDistancePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.relevanceTrafficDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.validityDurationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transmissionIntervalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "actionID");
    if ((stat = asn1PE_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -116,10 +120,12 @@ int asn1PE_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.linkedCausePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventHistoryPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.linkedCausePresent << 1) | (QSUINT32)(*pvalue).m.eventHistoryPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.linkedCausePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventHistoryPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "informationQuality");
    if ((stat = asn1PE_ITS_InformationQuality(ctxt, (*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -148,11 +154,13 @@ int asn1PE_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventSpeedPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventPositionHeadingPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.eventSpeedPresent << 2) | ((QSUINT32)(*pvalue).m.eventPositionHeadingPresent << 1) | (QSUINT32)(*pvalue).m.roadTypePresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventSpeedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.eventPositionHeadingPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.eventSpeedPresent) {
       asn1PushElem(ctxt, "eventSpeed");
       if ((stat = asn1PE_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
@@ -224,16 +232,18 @@ int asn1PE_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
 int asn1PE_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lightBarSirenInUsePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.closedLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.restrictionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.recommendedPathPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startingPointSpeedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.trafficFlowRulePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.referenceDenmsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.lightBarSirenInUsePresent << 8) | ((QSUINT32)(*pvalue).m.closedLanesPresent << 7) | ((QSUINT32)(*pvalue).m.restrictionPresent << 6) | ((QSUINT32)(*pvalue).m.speedLimitPresent << 5) | ((QSUINT32)(*pvalue).m.incidentIndicationPresent << 4) | ((QSUINT32)(*pvalue).m.recommendedPathPresent << 3) | ((QSUINT32)(*pvalue).m.startingPointSpeedLimitPresent << 2) | ((QSUINT32)(*pvalue).m.trafficFlowRulePresent << 1) | (QSUINT32)(*pvalue).m.referenceDenmsPresent, 9)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lightBarSirenInUsePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.closedLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.restrictionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.incidentIndicationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.recommendedPathPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startingPointSpeedLimitPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.trafficFlowRulePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.referenceDenmsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.lightBarSirenInUsePresent) {
       asn1PushElem(ctxt, "lightBarSirenInUse");
       if ((stat = asn1PE_ITS_LightBarSirenInUse(ctxt, (*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
@@ -285,13 +295,15 @@ int asn1PE_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
 int asn1PE_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationarySincePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationaryCausePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.carryingDangerousGoodsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.numberOfOccupantsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleIdentificationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.energyStorageTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.stationarySincePresent << 5) | ((QSUINT32)(*pvalue).m.stationaryCausePresent << 4) | ((QSUINT32)(*pvalue).m.carryingDangerousGoodsPresent << 3) | ((QSUINT32)(*pvalue).m.numberOfOccupantsPresent << 2) | ((QSUINT32)(*pvalue).m.vehicleIdentificationPresent << 1) | (QSUINT32)(*pvalue).m.energyStorageTypePresent, 6)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationarySincePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationaryCausePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.carryingDangerousGoodsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.numberOfOccupantsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleIdentificationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.energyStorageTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.stationarySincePresent) {
       asn1PushElem(ctxt, "stationarySince");
       if ((stat = asn1PE_ITS_StationarySince(ctxt, (*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
@@ -329,14 +341,16 @@ int asn1PE_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.impactReductionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.externalTemperaturePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadWorksPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.positioningSolutionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationaryVehiclePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 6) | ((QSUINT32)(*pvalue).m.lanePositionPresent << 5) | ((QSUINT32)(*pvalue).m.impactReductionPresent << 4) | ((QSUINT32)(*pvalue).m.externalTemperaturePresent << 3) | ((QSUINT32)(*pvalue).m.roadWorksPresent << 2) | ((QSUINT32)(*pvalue).m.positioningSolutionPresent << 1) | (QSUINT32)(*pvalue).m.stationaryVehiclePresent, 7)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lanePositionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.impactReductionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.externalTemperaturePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadWorksPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.positioningSolutionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.stationaryVehiclePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.lanePositionPresent) {
       asn1PushElem(ctxt, "lanePosition");
       if ((stat = asn1PE_ITS_LanePosition(ctxt, (*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);

@@ -19,18 +19,20 @@ int asn1PD_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[8];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 8)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
       asn1DecStartElem(ctxt, "timeStamp");
@@ -166,14 +168,16 @@ int asn1PD_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "msgCnt");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -281,13 +285,15 @@ int asn1PD_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
       asn1DecStartElem(ctxt, "timeStamp");
@@ -383,14 +389,16 @@ int asn1PD_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
       asn1DecStartElem(ctxt, "timeStamp");
@@ -495,13 +503,15 @@ int asn1PD_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
       asn1DecStartElem(ctxt, "timeStamp");
@@ -600,15 +610,17 @@ int asn1PD_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 5)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "type");
    if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -755,14 +767,16 @@ int asn1PD_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "referenceLaneId");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -981,10 +995,12 @@ int asn1PD_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 4)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "connectingLane");
    if ((stat = asn1PD_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1019,15 +1035,17 @@ int asn1PD_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 5)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "connectionID");
    if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1145,14 +1163,16 @@ int asn1PD_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.processMethodPresent = 1;
       asn1DecStartElem(ctxt, "processMethod");
@@ -1209,13 +1229,15 @@ int asn1PD_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[7];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 7)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.yearPresent = 1;
       asn1DecStartElem(ctxt, "year");
@@ -1289,18 +1311,20 @@ int asn1PD_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[8];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 8)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.utcTimePresent = 1;
       asn1DecStartElem(ctxt, "utcTime");
@@ -1382,17 +1406,19 @@ int asn1PD_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[7];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 7)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "laneID");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -1588,15 +1614,17 @@ int asn1PD_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 5)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
       asn1DecStartElem(ctxt, "name");
@@ -1755,16 +1783,18 @@ int asn1PD_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[6];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 6)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
       asn1DecStartElem(ctxt, "name");
@@ -2306,13 +2336,15 @@ int asn1PD_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "eventState");
    if ((stat = asn1PD_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -2466,13 +2498,15 @@ int asn1PD_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[3];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 3)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.movementNamePresent = 1;
       asn1DecStartElem(ctxt, "movementName");
@@ -2571,17 +2605,19 @@ int asn1PD_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[7];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 7)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.localNodePresent = 1;
       asn1DecStartElem(ctxt, "localNode");
@@ -3113,12 +3149,14 @@ int asn1PD_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "lat");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3257,18 +3295,20 @@ int asn1PD_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[8];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 8)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3404,12 +3444,14 @@ int asn1PD_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "position");
    if ((stat = asn1PD_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3452,15 +3494,17 @@ int asn1PD_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 5)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "role");
    if ((stat = asn1PD_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -3754,14 +3798,16 @@ int asn1PD_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
       asn1DecStartElem(ctxt, "name");
@@ -4011,12 +4057,14 @@ int asn1PD_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -4065,12 +4113,14 @@ int asn1PD_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[2];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 2)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -4193,14 +4243,16 @@ int asn1PD_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[4];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 4)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1DecStartElem(ctxt, "request");
    if ((stat = asn1PD_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
@@ -4444,16 +4496,18 @@ int asn1PD_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSBOOL extbit = 0;
-   pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[6];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, &extbit, optbits, 6)) {
+      pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.requesterPresent = 1;
       asn1DecStartElem(ctxt, "requester");
@@ -4639,11 +4693,13 @@ int asn1PD_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    int stat;
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[5];
-   if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pd_PreambleFast(ctxt, 0, optbits, 5)) {
+      if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if (optbits[0]) {
       (*pvalue).m.startTimePresent = 1;
       asn1DecStartElem(ctxt, "startTime");

@@ -19,16 +19,18 @@ int asn1PE_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layerTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layerIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.intersectionsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadSegmentsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dataParametersPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.restrictionListPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 8) | ((QSUINT32)(*pvalue).m.timeStampPresent << 7) | ((QSUINT32)(*pvalue).m.layerTypePresent << 6) | ((QSUINT32)(*pvalue).m.layerIDPresent << 5) | ((QSUINT32)(*pvalue).m.intersectionsPresent << 4) | ((QSUINT32)(*pvalue).m.roadSegmentsPresent << 3) | ((QSUINT32)(*pvalue).m.dataParametersPresent << 2) | ((QSUINT32)(*pvalue).m.restrictionListPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 9)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layerTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.layerIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.intersectionsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadSegmentsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dataParametersPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.restrictionListPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.timeStampPresent) {
       asn1PushElem(ctxt, "timeStamp");
       if ((stat = asn1PE_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -129,12 +131,14 @@ int asn1PE_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.anchorPointPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rtcmHeaderPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.timeStampPresent << 3) | ((QSUINT32)(*pvalue).m.anchorPointPresent << 2) | ((QSUINT32)(*pvalue).m.rtcmHeaderPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.anchorPointPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rtcmHeaderPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "msgCnt");
    if ((stat = asn1PE_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -215,11 +219,13 @@ int asn1PE_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.timeStampPresent << 2) | ((QSUINT32)(*pvalue).m.namePresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.timeStampPresent) {
       asn1PushElem(ctxt, "timeStamp");
       if ((stat = asn1PE_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -289,12 +295,14 @@ int asn1PE_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.sequenceNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requestsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.timeStampPresent << 3) | ((QSUINT32)(*pvalue).m.sequenceNumberPresent << 2) | ((QSUINT32)(*pvalue).m.requestsPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.sequenceNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requestsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.timeStampPresent) {
       asn1PushElem(ctxt, "timeStamp");
       if ((stat = asn1PE_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -372,11 +380,13 @@ int asn1PE_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.sequenceNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.timeStampPresent << 2) | ((QSUINT32)(*pvalue).m.sequenceNumberPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.sequenceNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.timeStampPresent) {
       asn1PushElem(ctxt, "timeStamp");
       if ((stat = asn1PE_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
@@ -449,13 +459,15 @@ int asn1PE_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.confidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distancePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.class_Present)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 5) | ((QSUINT32)(*pvalue).m.speedPresent << 4) | ((QSUINT32)(*pvalue).m.confidencePresent << 3) | ((QSUINT32)(*pvalue).m.distancePresent << 2) | ((QSUINT32)(*pvalue).m.class_Present << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 6)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.confidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distancePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.class_Present)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "type");
    if ((stat = asn1PE_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -570,12 +582,14 @@ int asn1PE_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rotateXYPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.scaleXaxisPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.scaleYaxisPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.rotateXYPresent << 3) | ((QSUINT32)(*pvalue).m.scaleXaxisPresent << 2) | ((QSUINT32)(*pvalue).m.scaleYaxisPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rotateXYPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.scaleXaxisPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.scaleYaxisPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "referenceLaneId");
    if ((stat = asn1PE_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -743,11 +757,13 @@ int asn1PE_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
 int asn1PE_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.remoteIntersectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.signalGroupPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.userClassPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.remoteIntersectionPresent << 3) | ((QSUINT32)(*pvalue).m.signalGroupPresent << 2) | ((QSUINT32)(*pvalue).m.userClassPresent << 1) | (QSUINT32)(*pvalue).m.connectionIDPresent, 4)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.remoteIntersectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.signalGroupPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.userClassPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectionIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "connectingLane");
    if ((stat = asn1PE_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -778,13 +794,15 @@ int asn1PE_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.queueLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.availableStorageLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.waitOnStopPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.pedBicycleDetectPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 5) | ((QSUINT32)(*pvalue).m.queueLengthPresent << 4) | ((QSUINT32)(*pvalue).m.availableStorageLengthPresent << 3) | ((QSUINT32)(*pvalue).m.waitOnStopPresent << 2) | ((QSUINT32)(*pvalue).m.pedBicycleDetectPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 6)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.queueLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.availableStorageLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.waitOnStopPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.pedBicycleDetectPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "connectionID");
    if ((stat = asn1PE_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -870,12 +888,14 @@ int asn1PE_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.processMethodPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.processAgencyPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lastCheckedDatePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.geoidUsedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.processMethodPresent << 3) | ((QSUINT32)(*pvalue).m.processAgencyPresent << 2) | ((QSUINT32)(*pvalue).m.lastCheckedDatePresent << 1) | (QSUINT32)(*pvalue).m.geoidUsedPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.processMethodPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.processAgencyPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.lastCheckedDatePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.geoidUsedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.processMethodPresent) {
       asn1PushElem(ctxt, "processMethod");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 255, 0)) != 0) return LOG_RTERR(ctxt, stat);
@@ -911,14 +931,16 @@ int asn1PE_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
 int asn1PE_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.monthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.yearPresent << 6) | ((QSUINT32)(*pvalue).m.monthPresent << 5) | ((QSUINT32)(*pvalue).m.dayPresent << 4) | ((QSUINT32)(*pvalue).m.hourPresent << 3) | ((QSUINT32)(*pvalue).m.minutePresent << 2) | ((QSUINT32)(*pvalue).m.secondPresent << 1) | (QSUINT32)(*pvalue).m.offsetPresent, 7)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.monthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.offsetPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.yearPresent) {
       asn1PushElem(ctxt, "year");
       if ((stat = asn1PE_ETSI_DSRC_DYear(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
@@ -981,16 +1003,18 @@ int asn1PE_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.utcTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.elevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.headingPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.posAccuracyPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.posConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 8) | ((QSUINT32)(*pvalue).m.utcTimePresent << 7) | ((QSUINT32)(*pvalue).m.elevationPresent << 6) | ((QSUINT32)(*pvalue).m.headingPresent << 5) | ((QSUINT32)(*pvalue).m.speedPresent << 4) | ((QSUINT32)(*pvalue).m.posAccuracyPresent << 3) | ((QSUINT32)(*pvalue).m.timeConfidencePresent << 2) | ((QSUINT32)(*pvalue).m.posConfidencePresent << 1) | (QSUINT32)(*pvalue).m.speedConfidencePresent, 9)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.utcTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.elevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.headingPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.posAccuracyPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.posConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedConfidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.utcTimePresent) {
       asn1PushElem(ctxt, "utcTime");
       if ((stat = asn1PE_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1049,15 +1073,17 @@ int asn1PE_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ingressApproachPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.egressApproachPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuversPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectsToPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.overlaysPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 7) | ((QSUINT32)(*pvalue).m.namePresent << 6) | ((QSUINT32)(*pvalue).m.ingressApproachPresent << 5) | ((QSUINT32)(*pvalue).m.egressApproachPresent << 4) | ((QSUINT32)(*pvalue).m.maneuversPresent << 3) | ((QSUINT32)(*pvalue).m.connectsToPresent << 2) | ((QSUINT32)(*pvalue).m.overlaysPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 8)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.ingressApproachPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.egressApproachPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuversPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.connectsToPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.overlaysPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "laneID");
    if ((stat = asn1PE_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1202,13 +1228,15 @@ int asn1PE_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.preemptPriorityDataPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 5) | ((QSUINT32)(*pvalue).m.namePresent << 4) | ((QSUINT32)(*pvalue).m.laneWidthPresent << 3) | ((QSUINT32)(*pvalue).m.speedLimitsPresent << 2) | ((QSUINT32)(*pvalue).m.preemptPriorityDataPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 6)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.preemptPriorityDataPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.namePresent) {
       asn1PushElem(ctxt, "name");
       if ((stat = asn1PE_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1333,14 +1361,16 @@ int asn1PE_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.moyPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.enabledLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverAssistListPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 6) | ((QSUINT32)(*pvalue).m.namePresent << 5) | ((QSUINT32)(*pvalue).m.moyPresent << 4) | ((QSUINT32)(*pvalue).m.timeStampPresent << 3) | ((QSUINT32)(*pvalue).m.enabledLanesPresent << 2) | ((QSUINT32)(*pvalue).m.maneuverAssistListPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 7)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.moyPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timeStampPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.enabledLanesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverAssistListPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.namePresent) {
       asn1PushElem(ctxt, "name");
       if ((stat = asn1PE_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1753,11 +1783,13 @@ int asn1PE_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timingPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.timingPresent << 2) | ((QSUINT32)(*pvalue).m.speedsPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.timingPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "eventState");
    if ((stat = asn1PE_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -1873,11 +1905,13 @@ int asn1PE_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.movementNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverAssistListPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.movementNamePresent << 2) | ((QSUINT32)(*pvalue).m.maneuverAssistListPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.movementNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maneuverAssistListPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.movementNamePresent) {
       asn1PushElem(ctxt, "movementName");
       if ((stat = asn1PE_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1950,15 +1984,17 @@ int asn1PE_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.localNodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.disabledPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.enabledPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dataPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dElevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 7) | ((QSUINT32)(*pvalue).m.localNodePresent << 6) | ((QSUINT32)(*pvalue).m.disabledPresent << 5) | ((QSUINT32)(*pvalue).m.enabledPresent << 4) | ((QSUINT32)(*pvalue).m.dataPresent << 3) | ((QSUINT32)(*pvalue).m.dWidthPresent << 2) | ((QSUINT32)(*pvalue).m.dElevationPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 8)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.localNodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.disabledPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.enabledPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dataPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dElevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.localNodePresent) {
       asn1PushElem(ctxt, "localNode");
       if ((stat = asn1PE_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2383,10 +2419,12 @@ int asn1PE_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.elevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.elevationPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.elevationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "lat");
    if ((stat = asn1PE_ITS_Latitude(ctxt, (*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2492,16 +2530,18 @@ int asn1PE_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.typePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.positionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.routeNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitOccupancyPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitSchedulePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 8) | ((QSUINT32)(*pvalue).m.typePresent << 7) | ((QSUINT32)(*pvalue).m.positionPresent << 6) | ((QSUINT32)(*pvalue).m.namePresent << 5) | ((QSUINT32)(*pvalue).m.routeNamePresent << 4) | ((QSUINT32)(*pvalue).m.transitStatusPresent << 3) | ((QSUINT32)(*pvalue).m.transitOccupancyPresent << 2) | ((QSUINT32)(*pvalue).m.transitSchedulePresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 9)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.typePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.positionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.routeNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitOccupancyPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.transitSchedulePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "id");
    if ((stat = asn1PE_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2602,10 +2642,12 @@ int asn1PE_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.headingPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.headingPresent << 1) | (QSUINT32)(*pvalue).m.speedPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.headingPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "position");
    if ((stat = asn1PE_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2631,13 +2673,15 @@ int asn1PE_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.subrolePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requestPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.iso3883Present)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hpmsTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 5) | ((QSUINT32)(*pvalue).m.subrolePresent << 4) | ((QSUINT32)(*pvalue).m.requestPresent << 3) | ((QSUINT32)(*pvalue).m.iso3883Present << 2) | ((QSUINT32)(*pvalue).m.hpmsTypePresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 6)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.subrolePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requestPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.iso3883Present)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hpmsTypePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "role");
    if ((stat = asn1PE_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -2867,12 +2911,14 @@ int asn1PE_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitsPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.namePresent << 3) | ((QSUINT32)(*pvalue).m.laneWidthPresent << 2) | ((QSUINT32)(*pvalue).m.speedLimitsPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.namePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.laneWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.speedLimitsPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.namePresent) {
       asn1PushElem(ctxt, "name");
       if ((stat = asn1PE_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3063,10 +3109,12 @@ int asn1PE_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rolePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.typeDataPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.rolePresent << 1) | (QSUINT32)(*pvalue).m.typeDataPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.rolePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.typeDataPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "id");
    if ((stat = asn1PE_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -3098,10 +3146,12 @@ int asn1PE_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outBoundLanePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.outBoundLanePresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outBoundLanePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "id");
    if ((stat = asn1PE_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -3195,12 +3245,14 @@ int asn1PE_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 4) | ((QSUINT32)(*pvalue).m.minutePresent << 3) | ((QSUINT32)(*pvalue).m.secondPresent << 2) | ((QSUINT32)(*pvalue).m.durationPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 5)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "request");
    if ((stat = asn1PE_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -3383,14 +3435,16 @@ int asn1PE_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requesterPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outboundOnPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 6) | ((QSUINT32)(*pvalue).m.requesterPresent << 5) | ((QSUINT32)(*pvalue).m.outboundOnPresent << 4) | ((QSUINT32)(*pvalue).m.minutePresent << 3) | ((QSUINT32)(*pvalue).m.secondPresent << 2) | ((QSUINT32)(*pvalue).m.durationPresent << 1) | (QSUINT32)(*pvalue).m.regionalPresent, 7)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.requesterPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outboundOnPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.minutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.secondPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.regionalPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.requesterPresent) {
       asn1PushElem(ctxt, "requester");
       if ((stat = asn1PE_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3538,12 +3592,14 @@ int asn1PE_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType
 int asn1PE_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxEndTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.likelyTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.confidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nextTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.startTimePresent << 4) | ((QSUINT32)(*pvalue).m.maxEndTimePresent << 3) | ((QSUINT32)(*pvalue).m.likelyTimePresent << 2) | ((QSUINT32)(*pvalue).m.confidencePresent << 1) | (QSUINT32)(*pvalue).m.nextTimePresent, 5)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.startTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.maxEndTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.likelyTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.confidencePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.nextTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.startTimePresent) {
       asn1PushElem(ctxt, "startTime");
       if ((stat = asn1PE_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);

@@ -264,13 +264,15 @@ int asn1PE_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
 int asn1PE_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.month_dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.repeatingPeriodDayTypesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourMinutesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dateRangeOfWeekPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationHourMinutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.yearPresent << 5) | ((QSUINT32)(*pvalue).m.month_dayPresent << 4) | ((QSUINT32)(*pvalue).m.repeatingPeriodDayTypesPresent << 3) | ((QSUINT32)(*pvalue).m.hourMinutesPresent << 2) | ((QSUINT32)(*pvalue).m.dateRangeOfWeekPresent << 1) | (QSUINT32)(*pvalue).m.durationHourMinutePresent, 6)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.month_dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.repeatingPeriodDayTypesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourMinutesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dateRangeOfWeekPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationHourMinutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.yearPresent) {
       asn1PushElem(ctxt, "year");
       if ((stat = asn1PE_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
@@ -357,13 +359,15 @@ int asn1PE_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
 int asn1PE_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.month_dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.repeatingPeriodDayTypesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourMinutesPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dateRangeOfWeekPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationHourMinutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.yearPresent << 5) | ((QSUINT32)(*pvalue).m.month_dayPresent << 4) | ((QSUINT32)(*pvalue).m.repeatingPeriodDayTypesPresent << 3) | ((QSUINT32)(*pvalue).m.hourMinutesPresent << 2) | ((QSUINT32)(*pvalue).m.dateRangeOfWeekPresent << 1) | (QSUINT32)(*pvalue).m.durationHourMinutePresent, 6)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.yearPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.month_dayPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.repeatingPeriodDayTypesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.hourMinutesPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.dateRangeOfWeekPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.durationHourMinutePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.yearPresent) {
       asn1PushElem(ctxt, "year");
       if ((stat = asn1PE_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
@@ -407,11 +411,13 @@ int asn1PE_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Internati
 int asn1PE_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleHeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleWeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.vehicleHeightPresent << 3) | ((QSUINT32)(*pvalue).m.vehicleWidthPresent << 2) | ((QSUINT32)(*pvalue).m.vehicleLengthPresent << 1) | (QSUINT32)(*pvalue).m.vehicleWeightPresent, 4)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleHeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleWidthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleLengthPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vehicleWeightPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.vehicleHeightPresent) {
       asn1PushElem(ctxt, "vehicleHeight");
       if ((stat = asn1PE_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
@@ -479,10 +485,12 @@ int asn1PE_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
 int asn1PE_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.junctionDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roundaboutCwDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roundaboutCcwDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.junctionDirectionPresent << 2) | ((QSUINT32)(*pvalue).m.roundaboutCwDirectionPresent << 1) | (QSUINT32)(*pvalue).m.roundaboutCcwDirectionPresent, 3)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.junctionDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roundaboutCwDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roundaboutCcwDirectionPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.junctionDirectionPresent) {
       asn1PushElem(ctxt, "junctionDirection");
       if ((stat = pe_ConsBits(ctxt, (QSUINT32)((QSINT64)(*pvalue).junctionDirection - (1)), 7)) != 0) return LOG_RTERR(ctxt, stat);
@@ -571,14 +579,16 @@ int asn1PE_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PE_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destPlacePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destRoadPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberIdentifierPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.streetNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.streetNameTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distanceToDivergingPointPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distanceToDestinationPlacePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.destPlacePresent << 6) | ((QSUINT32)(*pvalue).m.destRoadPresent << 5) | ((QSUINT32)(*pvalue).m.roadNumberIdentifierPresent << 4) | ((QSUINT32)(*pvalue).m.streetNamePresent << 3) | ((QSUINT32)(*pvalue).m.streetNameTextPresent << 2) | ((QSUINT32)(*pvalue).m.distanceToDivergingPointPresent << 1) | (QSUINT32)(*pvalue).m.distanceToDestinationPlacePresent, 7)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destPlacePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destRoadPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.roadNumberIdentifierPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.streetNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.streetNameTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distanceToDivergingPointPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.distanceToDestinationPlacePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "arrowDirection");
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)(*pvalue).arrowDirection, 3)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -623,11 +633,13 @@ int asn1PE_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
 int asn1PE_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
 {
    int stat;
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destRSCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destBlobPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.placeNameIdentificationPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.placeNameTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)(*pvalue).m.destRSCodePresent << 3) | ((QSUINT32)(*pvalue).m.destBlobPresent << 2) | ((QSUINT32)(*pvalue).m.placeNameIdentificationPresent << 1) | (QSUINT32)(*pvalue).m.placeNameTextPresent, 4)) {
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destRSCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.destBlobPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.placeNameIdentificationPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.placeNameTextPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "destType");
    if ((stat = asn1PE_DestinationType(ctxt, (*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

@@ -519,11 +519,13 @@ int asn1PE_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.innerhardShoulderStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outerhardShoulderStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.drivingLaneStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.innerhardShoulderStatusPresent << 2) | ((QSUINT32)(*pvalue).m.outerhardShoulderStatusPresent << 1) | (QSUINT32)(*pvalue).m.drivingLaneStatusPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.innerhardShoulderStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.outerhardShoulderStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.drivingLaneStatusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
       asn1PushElem(ctxt, "innerhardShoulderStatus");
       if ((stat = asn1PE_ITS_HardShoulderStatus(ctxt, (*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
@@ -725,11 +727,13 @@ int asn1PE_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emergencyActionCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.phoneNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.companyNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.emergencyActionCodePresent << 2) | ((QSUINT32)(*pvalue).m.phoneNumberPresent << 1) | (QSUINT32)(*pvalue).m.companyNamePresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.emergencyActionCodePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.phoneNumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.companyNamePresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "dangerousGoodsType");
    if ((stat = asn1PE_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
@@ -926,10 +930,12 @@ int asn1PE_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.wMInumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vDSPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 2) | ((QSUINT32)(*pvalue).m.wMInumberPresent << 1) | (QSUINT32)(*pvalue).m.vDSPresent, 3)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.wMInumberPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.vDSPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    if ((*pvalue).m.wMInumberPresent) {
       asn1PushElem(ctxt, "wMInumber");
       if ((stat = asn1PE_ITS_WMInumber(ctxt, (*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1238,11 +1244,13 @@ int asn1PE_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
 {
    int stat;
    QSBOOL extbit = (QSBOOL)((*pvalue).extElem1.count > 0);
-   if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
-   /* optional components */
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.expiryTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedZoneRadiusPresent)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedZoneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!pe_PreambleFast(ctxt, ((QSUINT32)extbit << 3) | ((QSUINT32)(*pvalue).m.expiryTimePresent << 2) | ((QSUINT32)(*pvalue).m.protectedZoneRadiusPresent << 1) | (QSUINT32)(*pvalue).m.protectedZoneIDPresent, 4)) {
+      if ((stat = pe_ExtBit(ctxt, extbit)) != 0) return LOG_RTERR(ctxt, stat);
+      /* optional components */
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.expiryTimePresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedZoneRadiusPresent)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = pe_OptBit(ctxt, (QSBOOL)(*pvalue).m.protectedZoneIDPresent)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    asn1PushElem(ctxt, "protectedZoneType");
    if ((stat = asn1PE_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);

@@ -341,12 +341,28 @@ class PerEmitter:
             conds = ["%s.extElem1.count > 0" % expr]
             conds += ["%s.m.%sPresent" % (expr, c.cname) for c in adds]
             w.line("QSBOOL extbit = (QSBOOL)(%s);" % " || ".join(conds))
-            self.check(w, "pe_ExtBit(ctxt, extbit)")
         opt = [c for c in root if c.has_present_bit]
+        # The extension bit and the presence bits in one write when there is room (the per-bit
+        # writes remain for tracing, the end of a fixed buffer and buffer growth).
+        nbits = len(opt) + (1 if rt.extensible else 0)
+        batched = bool(opt) and 3 <= nbits <= 32
+        if batched:
+            parts = ["((QSUINT32)extbit << %d)" % len(opt)] if rt.extensible else []
+            for i, c in enumerate(opt):
+                shift = len(opt) - 1 - i
+                term = "(QSUINT32)%s.m.%sPresent" % (expr, c.cname)
+                parts.append("(%s << %d)" % (term, shift) if shift else term)
+            w.line("if (!pe_PreambleFast(ctxt, %s, %d)) {" % (" | ".join(parts), nbits))
+            w.indent()
+        if rt.extensible:
+            self.check(w, "pe_ExtBit(ctxt, extbit)")
         if opt:
             w.line("/* optional components */")
             for c in opt:
                 self.check(w, "pe_OptBit(ctxt, (QSBOOL)%s.m.%sPresent)" % (expr, c.cname))
+        if batched:
+            w.dedent()
+            w.line("}")
         if rt.cons.inner:
             self.presence_check(w, rt.cons.inner, expr, comps)
         for c in root:
@@ -714,18 +730,32 @@ class PerEmitter:
         root = rt.root_components
         adds = rt.addition_components
         positions = sorted({c.ext_index for c in adds})
+        opt = [c for c in root if c.has_present_bit]
+        # The extension bit and the presence bits in one read when they are all at hand (the
+        # per-bit reads below remain for tracing, the end of the input and every failure).
+        # Worth it from three bits on; fewer are cheaper one by one.
+        batched = 3 <= len(opt) + (1 if rt.extensible else 0) <= 56
         if rt.extensible:
             w.line("QSBOOL extbit = 0;")
-            w.line("pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */")
+            if not batched:
+                w.line("pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */")
         if any(c.has_present_bit for c in rt.components):
             w.line("memset(&%s.m, 0, sizeof(%s.m));" % (expr, expr))
         if rt.extensible:
             w.line("rtxDListInit(&%s.extElem1);" % expr)
-        opt = [c for c in root if c.has_present_bit]
         if opt:
             w.line("QSBOOL optbits[%d];" % len(opt))
+            if batched:
+                w.line("if (!pd_PreambleFast(ctxt, %s, optbits, %d)) {"
+                       % ("&extbit" if rt.extensible else "0", len(opt)))
+                w.indent()
+                if rt.extensible:
+                    w.line("pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */")
             for i, _ in enumerate(opt):
                 self.check(w, "pd_OptBit(ctxt, &optbits[%d])" % i)
+            if batched:
+                w.dedent()
+                w.line("}")
         oi = {c.name: i for i, c in enumerate(opt)}
         for c in root:
             if rt.regional and c.type.kind == "OPEN":
