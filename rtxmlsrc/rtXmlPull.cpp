@@ -1148,6 +1148,27 @@ int getReader(QSCTXT* ctxt, QSXmlReader** pr)
 
 /* ---- internal interface ----------------------------------------------------------------------- */
 
+namespace {
+
+/* One released reader record per thread is kept for the next reader the thread creates: most
+ * threads read one document after the other, and this spares them an allocation and a release
+ * per document. */
+struct SpareReader {
+   QSXmlReader* reader = nullptr;
+   ~SpareReader() { ::operator delete(reader); }  /* its record was destroyed when it was kept */
+};
+thread_local SpareReader t_spareReader;
+
+QSXmlReader* newReader()
+{
+   QSXmlReader* r = t_spareReader.reader;
+   if (r == nullptr) return new (std::nothrow) QSXmlReader;  /* default-initialised: see the type */
+   t_spareReader.reader = nullptr;
+   return new (r) QSXmlReader;
+}
+
+} // namespace
+
 void xmlimpl::freeReader(QSCTXT* ctxt)
 {
    QSXmlCtxtInfo* info = infoOf(ctxt);
@@ -1158,7 +1179,13 @@ void xmlimpl::freeReader(QSCTXT* ctxt)
    r->text.release();
    r->value.release();
    r->list.release();
-   delete r;
+   if (t_spareReader.reader == nullptr) {
+      r->~QSXmlReader();
+      t_spareReader.reader = r;
+   }
+   else {
+      delete r;
+   }
 }
 
 void xmlimpl::addPosParm(QSCTXT* ctxt, QSSIZE offset)
@@ -1365,7 +1392,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    if (info == nullptr) rtxErrAssertionFailed("0 != pctxt->pXMLInfo", __LINE__, XML_MODULE);
    freeReader(ctxt);
    rtxStreamBindInput(ctxt);
-   QSXmlReader* r = new (std::nothrow) QSXmlReader;  /* default-initialised: see the type */
+   QSXmlReader* r = newReader();
    if (r == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
    const QSRTBuffer& b = ctxt->buffer;
    r->data = (b.data != nullptr) ? b.data : (const QSOCTET*)"";

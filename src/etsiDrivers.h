@@ -25,6 +25,7 @@ namespace etsi {
 // system allocator a context per buffer and call. The heap's first block is lent from the
 // context itself, so a message whose values fit in it needs no heap allocation at all; the
 // context is freed here, while that block still exists.
+template <size_t BlockSize = RT_MH_DEFBLKSIZE>
 class LocalContext : public QSRTContext {
 public:
    LocalContext()
@@ -39,7 +40,7 @@ public:
    }
 
 private:
-   alignas(16) QSOCTET firstBlock[RT_MH_DEFBLKSIZE];
+   alignas(16) QSOCTET firstBlock[BlockSize];
 };
 
 // Copies the full error report of a context into a new array for the caller.
@@ -72,7 +73,7 @@ char* encodeDirect(X& control, size_t len)
    char* text = new (std::nothrow) char[cap];
    if (text == nullptr) return nullptr;
    {
-      LocalContext textCtx;
+      LocalContext<> textCtx;
       E textBuf((unsigned char*)text, cap, &textCtx);
       if (textBuf.getStatus() == 0 && control.EncodeTo(textBuf) == 0) {
          size_t n = textBuf.getMsgLen();
@@ -93,10 +94,14 @@ char* encodeDirect(X& control, size_t len)
 // that array as in encodeDirect. Null when anything fails or the text needs more room; the
 // general path then runs from the start and gives the result or the error report exactly as
 // before.
+// The direct paths lend their context a larger first block: the values of the larger messages
+// and the buffers around them then need no block from the system allocator.
+const size_t kDirectBlockSize = 4 * RT_MH_DEFBLKSIZE;
+
 template <class T, class Direct>
 char* directToText(const char* data, size_t len)
 {
-   LocalContext perCtx;
+   LocalContext<kDirectBlockSize> perCtx;
    QSCTXT* pc = perCtx.getPtr();
    if (!perCtx.isInitialized() || pu_setBuffer(pc, (QSOCTET*)data, len, FALSE) != 0) return nullptr;
    T value;  // without a context of its own: the contents go with perCtx's heap
@@ -130,7 +135,7 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
          }
       }
    }
-   LocalContext perCtx;
+   LocalContext<> perCtx;
    ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0, &perCtx);
    T value;
    ReleaseValue release{ value };
@@ -166,22 +171,20 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
    return 0;
 }
 
-// Text -> UPER without the message-buffer and control classes: the text read from a memory
-// stream by the message's generated reader (Direct::read, with what the decode buffer and the
+// Text -> UPER without the message-buffer and control classes: the text read from the context's
+// buffer by the message's generated reader (Direct::read, with what the decode buffer and the
 // control class do around it), then the value encoded by Direct::encode into a dynamic PER
-// buffer of the same context (the stream detached first). False when anything fails; the general
+// buffer of the same context. False when anything fails; the general
 // path then runs from the start and gives the result or the error report exactly as before.
 template <class T, class Direct>
 bool directFromText(const char* text, char** out, size_t* outLen)
 {
-   LocalContext ctx;
+   LocalContext<kDirectBlockSize> ctx;
    QSCTXT* c = ctx.getPtr();
-   if (!ctx.isInitialized() || rtxStreamMemoryAttach(c, (const QSOCTET*)text, strlen(text), QSRTSTRMF_INPUT) != 0)
-      return false;
-   rtxStreamBindInput(c);
+   // the text as the context's buffer, where a memory stream would bind it
+   if (!ctx.isInitialized() || rtxInitContextBuffer(c, (QSOCTET*)text, strlen(text)) != 0) return false;
    T value;  // without a context of its own: the contents go with the heap
    if (Direct::read(c, &value) != 0) return false;
-   c->pStream = nullptr;  // detached; its record goes with the heap
    if (pu_setBuffer(c, nullptr, 0, FALSE) != 0) return false;
    pe_resetBuffer(c);
    if (Direct::encode(c, &value) != 0) return false;
@@ -206,8 +209,8 @@ int from_text(const char* text, char** out, size_t* outLen, char** err, bool tra
    // Two contexts: one shared by the input stream and the text buffer, which holds the decoded
    // value, and one for the PER buffer, which the control shares; a control of its own would
    // only ever hold its status.
-   LocalContext textCtx;
-   LocalContext perCtx;
+   LocalContext<> textCtx;
+   LocalContext<> perCtx;
    T value;
    ReleaseValue release{ value };
    ASN1PEREncodeBuffer perBuf(nullptr, 0, 0, &perCtx);

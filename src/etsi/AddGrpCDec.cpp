@@ -544,8 +544,8 @@ int asn1PD_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -626,8 +626,8 @@ int asn1PD_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_Node));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_Node();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -688,8 +688,8 @@ int asn1PD_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -750,8 +750,8 @@ int asn1PD_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);

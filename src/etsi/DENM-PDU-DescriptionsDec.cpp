@@ -517,8 +517,8 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ITS_ActionID));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ActionID();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);

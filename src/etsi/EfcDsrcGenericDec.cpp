@@ -24,8 +24,8 @@ int asn1PD_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         QSUINT32* elem = (QSUINT32*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(QSUINT32));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) QSUINT32();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          {

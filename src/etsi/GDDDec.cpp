@@ -202,8 +202,8 @@ int asn1PD_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_GddAttribute));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_GddAttribute();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -727,8 +727,8 @@ int asn1PD_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DDD_IO));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DDD_IO();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -879,8 +879,8 @@ int asn1PD_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationPlace));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationPlace();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -933,8 +933,8 @@ int asn1PD_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       int lstat = pd_Length(ctxt, &count);
       if (lstat < 0) return LOG_RTERR(ctxt, lstat);
       for (QSUINT32 xx = 0; xx < count; xx++) {
-         ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationRoad));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationRoad();
          asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);

@@ -973,9 +973,8 @@ class PerEmitter:
         w.line("if (lstat < 0) return LOG_RTERR(ctxt, lstat);")
         w.line("for (QSUINT32 xx = 0; xx < count; xx++) {")
         w.indent()
-        w.line("%s* elem = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (et, et, et))
-        w.line("if (elem == 0 || rtxDListAppend(ctxt, &%s, elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
-               % expr)
+        w.line("%s* elem = (%s*)rtxDListAppendNew(ctxt, &%s, sizeof(%s));" % (et, et, expr, et))
+        w.line("if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);")
         w.line("new (elem) %s();" % et)
         w.line('asn1PushArrayElem(ctxt, "elem", %s.count - 1);' % expr)
         self.dec_value(w, el, "(*elem)")
