@@ -737,8 +737,10 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
 
 #if defined(__GNUC__)
 #define QS_ALWAYS_INLINE __attribute__((always_inline))
+#define QS_NOINLINE __attribute__((noinline))
 #else
 #define QS_ALWAYS_INLINE
+#define QS_NOINLINE
 #endif
 
 /* No event pending, inside the root, and the reader's level is the tokenizer's depth. A failed
@@ -1735,6 +1737,23 @@ int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
    return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
 }
 
+namespace {
+
+/* rtXmlpEndNextSeqElemID when the end tag is not taken directly: the general end-tag match, then
+ * the lookup; kept out of line so that the direct path stays small. */
+QS_NOINLINE int endNextSeqElemGeneral(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                      const QSXmlGroupDesc* groups, int ngroups, int curGroup,
+                                      int lastMandatoryGroup, QSBOOL extensible)
+{
+   int stat = matchEndTag(ctxt, -1);
+   if (stat != 0) return stat;
+   if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+} // namespace
+
 int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups, int ngroups,
                            int curGroup, int lastMandatoryGroup, QSBOOL extensible)
 {
@@ -1746,15 +1765,11 @@ int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
       return rtXmlpGetNextSeqElemID(ctxt, tab, groups, curGroup, lastMandatoryGroup, extensible);
    }
    /* the end tag taken directly leaves the reader idle at its depth */
-   bool idle = takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r);
-   if (!idle) {
-      int stat = matchEndTag(ctxt, -1);
-      if (stat != 0) return stat;
-   }
+   if (!(takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r)))
+      return endNextSeqElemGeneral(ctxt, r, tab, groups, ngroups, curGroup, lastMandatoryGroup, extensible);
    if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
    if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
-   if (idle) return nextSeqElem<true>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
-   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   return nextSeqElem<true>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
 }
 
 int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required)
