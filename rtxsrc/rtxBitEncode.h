@@ -55,7 +55,7 @@ int rtxEncBitsSlow(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits);
 inline int rtxEncBits(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits)
 {
    QSRTBuffer& b = ctxt->buffer;
-   if (nbits - 1u < 32u && b.data != nullptr && b.byteIndex < b.size && b.size - b.byteIndex >= 8) {
+   if (nbits - 1u < 32u && b.data != nullptr && b.byteIndex + 8 <= b.size) {
       QSOCTET* p = b.data + b.byteIndex;
       QSUINT32 used = 8u - (QSUINT32)b.bitOffset;             /* 0..7 bits of the byte in use */
       QSUINT32 end = used + nbits;                             /* 1..39 */
@@ -68,7 +68,7 @@ inline int rtxEncBits(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits)
       { const QSOCTET* s = p; w = 0; for (int i = 0; i < 8; i++) w = (w << 8) | s[i]; }
 #endif
       QSUINT64 keep = (~0ull >> touched) | ~(~0ull >> used);   /* bytes after, bits before */
-      QSUINT64 bits = (QSUINT64)(value & (0xFFFFFFFFu >> (32u - nbits))) << (64u - end);
+      QSUINT64 bits = ((QSUINT64)value << (64u - nbits)) >> used;  /* the low nbits bits only */
       w = (w & keep) | bits;
 #if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
       w = __builtin_bswap64(w);
