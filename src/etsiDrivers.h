@@ -119,6 +119,18 @@ char* directToText(const char* data, size_t len)
    return nullptr;
 }
 
+// The message's UPER decoder and encoder for the direct paths, as the control class calls them;
+// the text forms add their own reader and writer (src/etsi_json.cpp, src/etsi_xml.cpp).
+#define ETSI_PER_DIRECT(M)                                                                           \
+   struct M##PerDirect {                                                                             \
+      static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
+      {                                                                                              \
+         asn1Init_##M(value, 0, ctxt);                                                               \
+         return asn1PD_##M(ctxt, value);                                                             \
+      }                                                                                              \
+      static int encode(QSCTXT* ctxt, ASN1T_##M* value) { return asn1PE_##M(ctxt, value); }          \
+   };
+
 // Direct (optional) holds the message's generated functions for the direct path; without it
 // every call takes the general path over the control class X.
 template <class T, class X, class E, class Direct = void>

@@ -11,39 +11,34 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
-// The generated functions of a message for the drivers' direct paths: the UPER decoder and the
-// JSON writer on a context set up as QSJSONEncodeBuffer and the control class set it up, and the
-// JSON reader and the UPER encoder as the control class calls them.
-#define ETSI_JSON_DIRECT(M)                                                                          \
-   struct M##JsonDirect {                                                                            \
-      static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
-      {                                                                                              \
-         asn1Init_##M(value, 0, ctxt);                                                               \
-         return asn1PD_##M(ctxt, value);                                                             \
-      }                                                                                              \
-      static int write(QSCTXT* ctxt, ASN1T_##M* value, QSOCTET* buf, size_t size)                    \
-      {                                                                                              \
-         ctxt->indent = 0;                                                                           \
-         int stat = rtxInitContextBuffer(ctxt, buf, size);                                           \
-         if (stat != 0) return stat;                                                                 \
-         buf[0] = 0;                                                                                 \
-         return asn1JsonEnc_##M(ctxt, value);                                                        \
-      }                                                                                              \
-      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                                \
-      {                                                                                              \
-         asn1Init_##M(value, 0, ctxt);                                                               \
-         return asn1JsonDec_##M(ctxt, value);                                                        \
-      }                                                                                              \
-      static int encode(QSCTXT* ctxt, ASN1T_##M* value) { return asn1PE_##M(ctxt, value); }          \
+// The generated functions of a message for the drivers' direct paths: its UPER coders and the
+// JSON writer, on a context set up as QSJSONEncodeBuffer and the control class set it up, and the
+// JSON reader as the control class calls it.
+#define ETSI_JSON_DIRECT(M)                                                                         \
+   ETSI_PER_DIRECT(M)                                                                               \
+   struct M##JsonDirect : M##PerDirect {                                                            \
+      static int write(QSCTXT* ctxt, ASN1T_##M* value, QSOCTET* buf, size_t size)                   \
+      {                                                                                             \
+         ctxt->indent = 0;                                                                          \
+         int stat = rtxInitContextBuffer(ctxt, buf, size);                                          \
+         if (stat != 0) return stat;                                                                \
+         buf[0] = 0;                                                                                \
+         return asn1JsonEnc_##M(ctxt, value);                                                       \
+      }                                                                                             \
+      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                               \
+      {                                                                                             \
+         asn1Init_##M(value, 0, ctxt);                                                              \
+         return asn1JsonDec_##M(ctxt, value);                                                       \
+      }                                                                                             \
    };
 
-#define ETSI_JSON_CONVERSIONS(M)                                                                     \
-   int etsi_##M##_to_json(const char* data, size_t len, char** out, char** err, bool trace)          \
-   {                                                                                                 \
+#define ETSI_JSON_CONVERSIONS(M)                                                                    \
+   int etsi_##M##_to_json(const char* data, size_t len, char** out, char** err, bool trace)         \
+   {                                                                                                \
       return etsi::to_text<ASN1T_##M, ASN1X_##M, QSJSONEncodeBuffer, M##JsonDirect>(data, len, out, err, trace); \
-   }                                                                                                 \
+   }                                                                                                \
    int etsi_##M##_from_json(const char* text, char** out, size_t* outLen, char** err, bool trace)   \
-   {                                                                                                 \
+   {                                                                                                \
       return etsi::from_text<ASN1T_##M, ASN1X_##M, QSJSONDecodeBuffer, M##JsonDirect>(text, out, outLen, err, trace); \
    }
 

@@ -12,48 +12,43 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
-// The generated functions of a message for the drivers' direct paths: the UPER decoder and the
-// XML writer on a context set up as QSXMLEncodeBuffer and the control class set it up (the
-// document with the message's root element around the value), and the XML reader and the UPER
-// encoder as the decode buffer and the control class call them.
-#define ETSI_XML_DIRECT(M)                                                                           \
-   struct M##XmlDirect {                                                                             \
-      static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
-      {                                                                                              \
-         asn1Init_##M(value, 0, ctxt);                                                               \
-         return asn1PD_##M(ctxt, value);                                                             \
-      }                                                                                              \
-      static int write(QSCTXT* ctxt, ASN1T_##M* value, QSOCTET* buf, size_t size)                    \
-      {                                                                                              \
-         int stat = rtXmlSetEncBufPtr(ctxt, buf, size);                                              \
-         if (stat != 0) return stat;                                                                 \
-         ctxt->flags &= ~(QSXMLSTARTOPEN | QSXMLEMPTY | QSXMLNIL);                                    \
+// The generated functions of a message for the drivers' direct paths: its UPER coders and the
+// XML writer, on a context set up as QSXMLEncodeBuffer and the control class set it up (the
+// document with the message's root element around the value), and the XML reader as the decode
+// buffer and the control class call it.
+#define ETSI_XML_DIRECT(M)                                                                          \
+   ETSI_PER_DIRECT(M)                                                                               \
+   struct M##XmlDirect : M##PerDirect {                                                             \
+      static int write(QSCTXT* ctxt, ASN1T_##M* value, QSOCTET* buf, size_t size)                   \
+      {                                                                                             \
+         int stat = rtXmlSetEncBufPtr(ctxt, buf, size);                                             \
+         if (stat != 0) return stat;                                                                \
+         ctxt->flags &= ~(QSXMLSTARTOPEN | QSXMLEMPTY | QSXMLNIL);                                  \
          static const char root[(sizeof(#M) - 1) / 16 * 16 + 16] = #M; /* padded for the end tag */ \
-         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;        \
-         if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;           \
-         return rtXmlEncFastEnd(ctxt, root, sizeof(#M) - 1);                                         \
-      }                                                                                              \
-      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                                \
-      {                                                                                              \
-         int stat;                                                                                   \
-         if (ctxt->pAppInfo[0] == nullptr && (stat = rtXmlInitCtxtAppInfo(ctxt)) != 0) return stat;  \
-         asn1Init_##M(value, 0, ctxt);                                                               \
-         if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;                                   \
-         if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)#M, 0)) != 0) return stat;         \
-         if ((stat = XmlDec_##M(ctxt, value)) != 0) return stat;                                     \
-         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return stat;                                 \
-         return rtXmlpDecodeResult(ctxt);                                                            \
-      }                                                                                              \
-      static int encode(QSCTXT* ctxt, ASN1T_##M* value) { return asn1PE_##M(ctxt, value); }          \
+         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;       \
+         if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;          \
+         return rtXmlEncFastEnd(ctxt, root, sizeof(#M) - 1);                                        \
+      }                                                                                             \
+      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                               \
+      {                                                                                             \
+         int stat;                                                                                  \
+         if (ctxt->pAppInfo[0] == nullptr && (stat = rtXmlInitCtxtAppInfo(ctxt)) != 0) return stat; \
+         asn1Init_##M(value, 0, ctxt);                                                              \
+         if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;                                  \
+         if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)#M, 0)) != 0) return stat;        \
+         if ((stat = XmlDec_##M(ctxt, value)) != 0) return stat;                                    \
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return stat;                                \
+         return rtXmlpDecodeResult(ctxt);                                                           \
+      }                                                                                             \
    };
 
-#define ETSI_XML_CONVERSIONS(M)                                                                      \
-   int etsi_##M##_to_xml(const char* data, size_t len, char** out, char** err, bool trace)           \
-   {                                                                                                 \
+#define ETSI_XML_CONVERSIONS(M)                                                                     \
+   int etsi_##M##_to_xml(const char* data, size_t len, char** out, char** err, bool trace)          \
+   {                                                                                                \
       return etsi::to_text<ASN1T_##M, ASN1X_##M, QSXMLEncodeBuffer, M##XmlDirect>(data, len, out, err, trace); \
-   }                                                                                                 \
+   }                                                                                                \
    int etsi_##M##_from_xml(const char* text, char** out, size_t* outLen, char** err, bool trace)    \
-   {                                                                                                 \
+   {                                                                                                \
       return etsi::from_text<ASN1T_##M, ASN1X_##M, QSXMLDecodeBuffer, M##XmlDirect>(text, out, outLen, err, trace); \
    }
 
