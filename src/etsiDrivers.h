@@ -87,6 +87,10 @@ char* encodeDirect(X& control, size_t len)
    return nullptr;
 }
 
+// The direct paths lend their context a larger first block: the values of the larger messages
+// and the buffers around them then need no block from the system allocator.
+const size_t kDirectBlockSize = 4 * RT_MH_DEFBLKSIZE;
+
 // UPER -> text without the message-buffer and control classes: the generated decoder and writer
 // of the message (Direct::decode and Direct::write) on one context of the driver's own, whose
 // buffer is turned from the caller's bytes to the caller's array once the value is decoded (the
@@ -94,10 +98,6 @@ char* encodeDirect(X& control, size_t len)
 // that array as in encodeDirect. Null when anything fails or the text needs more room; the
 // general path then runs from the start and gives the result or the error report exactly as
 // before.
-// The direct paths lend their context a larger first block: the values of the larger messages
-// and the buffers around them then need no block from the system allocator.
-const size_t kDirectBlockSize = 4 * RT_MH_DEFBLKSIZE;
-
 template <class T, class Direct>
 char* directToText(const char* data, size_t len)
 {
