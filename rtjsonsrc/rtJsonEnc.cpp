@@ -673,15 +673,6 @@ int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyL
    return rtJsonEncFastMemberUInt(ctxt, first, key, keyLen, value);
 }
 
-const char jsonfast::kTwoDigits[201] =
-   "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
-   "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
-
-QSOCTET* jsonfast::putDigits(QSOCTET* p, QSUINT64 v)
-{
-   return putDecimalDigits(p, v);
-}
-
 namespace {
 
 /* The general paths of rtJsonEncMemberKey, rtJsonEncMember and rtJsonEncClose, kept apart

@@ -14,6 +14,7 @@
 #include <string.h>
 
 #include "rtjsonsrc/rtJson.h"
+#include "rtjsonsrc/rtxText.h"
 #include "rtxsrc/rtxContext.h"
 
 #if defined(__GNUC__)
@@ -71,12 +72,6 @@ JSONFAST_INLINE void copyShort(QSOCTET* p, const char* s, QSSIZE n)
    }
 }
 
-/* The decimal digits of v (100 or more) at p (room for 20 bytes is the caller's); the end. */
-QSOCTET* putDigits(QSOCTET* p, QSUINT64 v);
-
-/* "00" to "99". */
-extern const char kTwoDigits[201];
-
 /* [","] line feed, indentation and key at the cursor, then [-]digits; room checked here. */
 JSONFAST_INLINE bool memberDecimal(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, bool negative,
                                    QSUINT64 magnitude)
@@ -95,11 +90,11 @@ JSONFAST_INLINE bool memberDecimal(QSCTXT* ctxt, QSBOOL first, const char* key, 
       *p++ = (QSOCTET)('0' + magnitude);
    }
    else if (magnitude < 100) {
-      memcpy(p, kTwoDigits + 2 * magnitude, 2);
+      memcpy(p, rtxTxtDigitPairs + 2 * magnitude, 2);
       p += 2;
    }
    else {
-      p = putDigits(p, magnitude);
+      p = rtxTxtPutDigits(p, magnitude);
    }
    ctxt->lastChar = p[-1];
    *p = 0;

@@ -35,6 +35,13 @@ QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt);
  * returns the first digit. Two digits per division. */
 char* rtxTxtFormatUInt64(char* end, QSUINT64 value);
 
+/* The decimal digits of value stored at p (room for 20 bytes is the caller's); the end. Shared
+ * by the inline writers of both text forms. */
+QSOCTET* rtxTxtPutDigits(QSOCTET* p, QSUINT64 value);
+
+/* "00" to "99", for the inline writers' one- and two-digit values. */
+extern const char rtxTxtDigitPairs[201];
+
 int rtxTxtWriteInt(QSCTXT* ctxt, QSINT32 value);
 int rtxTxtWriteUInt(QSCTXT* ctxt, QSUINT32 value);
 int rtxTxtWriteInt64(QSCTXT* ctxt, QSINT64 value);

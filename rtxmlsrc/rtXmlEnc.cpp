@@ -65,54 +65,11 @@ inline QSOCTET* putIndentChars(QSOCTET* p, QSUTF8CHAR ch, QSSIZE n)
 }
 
 /* ---- fast writers ------------------------------------------------------------------------------
- * The common shapes (ASN.1 XML mode or plain, no start tag pending, no nil mark, no canonical form,
- * space indentation, room in the buffer) are written in one piece by storing whole blocks: runs of
- * spaces and bit or hex digits are copied a fixed number of bytes at a time, so these writers ask
- * for kSlack bytes of room beyond their text. The bytes behind the NUL are not part of the text.
- * When a case does not apply they write nothing and the general code takes over at the same
- * point. */
-const QSSIZE kSlack = 64;
+ * The common shapes are written in one piece with the helpers of rtXmlFastEnc.h (room, state,
+ * line, tag, commit), which ask for xmlfast::kFastSlack bytes of room beyond the text; when a case
+ * does not apply they write nothing and the general code takes over at the same point. */
 
-const char kSpaces32[33] = "                                ";
-
-/* Room for n text bytes (and the slack) at the write position; null when there is none. */
-inline QSOCTET* fastRoom(QSCTXT* ctxt, QSSIZE n)
-{
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.data == nullptr || b.byteIndex + n + kSlack > b.size) return nullptr;
-   return b.data + b.byteIndex;
-}
-
-/* Ends a fast write at p: NUL behind the text, byte index, last character. */
-inline void fastCommit(QSCTXT* ctxt, QSOCTET* p)
-{
-   *p = 0;
-   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
-   ctxt->lastChar = p[-1];
-}
-
-/* True when the fast writers apply in the current state (see above); *pIndent is the indentation
- * width of one level (0: no line ends either). */
-inline bool fastState(const QSCTXT* ctxt, QSSIZE* pIndent)
-{
-   const QSXmlCtxtInfo* info = static_cast<const QSXmlCtxtInfo*>(ctxt->pAppInfo[0]);
-   if (info == nullptr || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) != 0 ||
-       ctxt->xmlState == QSXMLINIT || ctxt->xmlDepth == 0 || (info->indentChar != ' ' && info->indent != 0))
-      return false;
-   *pIndent = info->indent;
-   return true;
-}
-
-/* Line end and nindent spaces at p (nothing when indent is 0); the new cursor. */
-inline QSOCTET* fastLine(QSOCTET* p, QSSIZE indent, QSSIZE nindent)
-{
-   *p = '\n';
-   p += (indent != 0);
-   for (QSSIZE i = 0; i < nindent; i += 32) std::memcpy(p + i, kSpaces32, 32);
-   return p + nindent;
-}
-
-/* '<' or "</", the name, '>' at p; the new cursor. */
+/* '<' or "</", the name (not padded), '>' at p; the new cursor. */
 inline QSOCTET* fastTag(QSOCTET* p, bool endTag, const QSUTF8CHAR* name, QSSIZE nlen)
 {
    *p++ = '<';
@@ -319,16 +276,16 @@ bool encValueTextFast(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CH
                       const QSXmlNamespace* pNS)
 {
    QSSIZE indent;
-   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || !fastState(ctxt, &indent)) return false;
+   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || !xmlfast::state(ctxt, &indent)) return false;
    QSSIZE nindent = indent * ctxt->xmlDepth;
    QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + len);
+   QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + 2 * nlen + 5 + len);
    if (p == nullptr) return false;
-   p = fastLine(p, indent, nindent);
+   p = xmlfast::line(p, indent, nindent);
    p = fastTag(p, false, elemName, nlen);
    std::memcpy(p, text, len);
    p = fastTag(p + len, true, elemName, nlen);
-   fastCommit(ctxt, p);
+   xmlfast::commit(ctxt, p);
    ctxt->xmlState = QSXMLEND;
    return true;
 }
@@ -376,21 +333,21 @@ int encEmptyChild(QSCTXT* ctxt, const QSUTF8CHAR* identifier, const QSUTF8CHAR* 
    /* the common case in one piece: three lines, <elemName>, one level deeper <identifier/>,
     * </elemName> */
    QSSIZE indent;
-   if (!isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+   if (!isEmptyName(elemName) && prefixOf(pNS) == nullptr && xmlfast::state(ctxt, &indent)) {
       QSSIZE nindent = indent * ctxt->xmlDepth;
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
       QSSIZE ilen = (QSSIZE)std::strlen((const char*)identifier);
-      QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * nlen + 5 + ilen + 3);
+      QSOCTET* p = xmlfast::room(ctxt, 3 + 3 * nindent + indent + 2 * nlen + 5 + ilen + 3);
       if (p != nullptr) {
-         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
-         p = fastLine(p, indent, nindent + indent);
+         p = fastTag(xmlfast::line(p, indent, nindent), false, elemName, nlen);
+         p = xmlfast::line(p, indent, nindent + indent);
          *p++ = '<';
          std::memcpy(p, identifier, ilen);
          p += ilen;
          *p++ = '/';
          *p++ = '>';
-         p = fastTag(fastLine(p, indent, nindent), true, elemName, nlen);
-         fastCommit(ctxt, p);
+         p = fastTag(xmlfast::line(p, indent, nindent), true, elemName, nlen);
+         xmlfast::commit(ctxt, p);
          ctxt->xmlState = QSXMLEND;
          return 0;
       }
@@ -494,13 +451,13 @@ static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSX
    /* the common case in one piece: a complete start tag inside the root: line end, indentation,
     * <name> */
    QSSIZE indent;
-   if (terminate && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+   if (terminate && prefixOf(pNS) == nullptr && xmlfast::state(ctxt, &indent)) {
       QSSIZE nindent = indent * ctxt->xmlDepth;
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 2);
+      QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + nlen + 2);
       if (p != nullptr) {
-         p = fastLine(p, indent, nindent);
-         fastCommit(ctxt, fastTag(p, false, elemName, nlen));
+         p = xmlfast::line(p, indent, nindent);
+         xmlfast::commit(ctxt, fastTag(p, false, elemName, nlen));
          stat = rtxCtxtPushElemName(ctxt, elemName);
          if (stat != 0) return XML_LOG(ctxt, stat);
          ctxt->xmlDepth++;
@@ -514,13 +471,13 @@ static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSX
    if (ctxt->xmlDepth == 0 && ctxt->xmlState == QSXMLHEADER && asn1Mode(ctxt) && prefixOf(pNS) == nullptr &&
        (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) == 0) {
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSOCTET* p = fastRoom(ctxt, nlen + 3);
+      QSOCTET* p = xmlfast::room(ctxt, nlen + 3);
       if (p != nullptr) {
          *p = '\n';
          p += (info->indent != 0);
          p = fastTag(p, false, elemName, nlen);
          if (!terminate) p--;
-         fastCommit(ctxt, p);
+         xmlfast::commit(ctxt, p);
          ctxt->xmlDepth = 1;
          ctxt->xmlState = QSXMLSTART;
          if (terminate) ctxt->flags &= ~QSXMLSTARTOPEN;
@@ -601,13 +558,13 @@ static int endNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXml
     * last child (then on a line of its own): [line end, indentation] </name> */
    QSSIZE indent;
    if ((ctxt->xmlState == QSXMLEND || ctxt->xmlState == QSXMLDATA) && prefixOf(pNS) == nullptr &&
-       fastState(ctxt, &indent) && sameName(open, elemName)) {
+       xmlfast::state(ctxt, &indent) && sameName(open, elemName)) {
       QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 3);
+      QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + nlen + 3);
       if (p != nullptr) {
-         if (ctxt->xmlState == QSXMLEND) p = fastLine(p, indent, nindent);
-         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         if (ctxt->xmlState == QSXMLEND) p = xmlfast::line(p, indent, nindent);
+         xmlfast::commit(ctxt, fastTag(p, true, elemName, nlen));
          ctxt->xmlState = QSXMLEND;
          ctxt->xmlDepth--;
          rtxCtxtPopElemName(ctxt);
@@ -783,15 +740,15 @@ int rtXmlEncBitStringExt(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE
    /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
    QSSIZE indent;
    if (nbits != 0 && (nbits <= 8 * dataSize || extData == nullptr) && nbits <= 4096 &&
-       !isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+       !isEmptyName(elemName) && prefixOf(pNS) == nullptr && xmlfast::state(ctxt, &indent)) {
       QSSIZE nindent = indent * ctxt->xmlDepth;
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + nbits + 8);
+      QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + 2 * nlen + 5 + nbits + 8);
       if (p != nullptr) {
-         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         p = fastTag(xmlfast::line(p, indent, nindent), false, elemName, nlen);
          for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
          p = fastTag(p + nbits, true, elemName, nlen);
-         fastCommit(ctxt, p);
+         xmlfast::commit(ctxt, p);
          ctxt->xmlState = QSXMLEND;
          return 0;
       }
@@ -846,18 +803,18 @@ int rtXmlEncHexBinary(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data,
    /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
    QSSIZE indent;
    if (nocts != 0 && nocts <= 2048 && !isEmptyName(elemName) && prefixOf(pNS) == nullptr &&
-       fastState(ctxt, &indent)) {
+       xmlfast::state(ctxt, &indent)) {
       QSSIZE nindent = indent * ctxt->xmlDepth;
       QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + 2 * nocts);
+      QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + 2 * nlen + 5 + 2 * nocts);
       if (p != nullptr) {
          const char* digits = upper ? kHexUpper : kHexLower;
-         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         p = fastTag(xmlfast::line(p, indent, nindent), false, elemName, nlen);
          for (QSSIZE i = 0; i < nocts; i++) {
             *p++ = digits[data[i] >> 4];
             *p++ = digits[data[i] & 0x0F];
          }
-         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         xmlfast::commit(ctxt, fastTag(p, true, elemName, nlen));
          ctxt->xmlState = QSXMLEND;
          return 0;
       }
@@ -920,107 +877,21 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList)
 
 /* ---- fast element writers of the generated encoders ------------------------------------------- */
 
-namespace {
-
-/* '<' or "</", the padded name (copied in 16-byte blocks), '>' at p; the new cursor. */
-inline QSOCTET* fastPaddedTag(QSOCTET* p, bool endTag, const char* name, QSSIZE len)
-{
-   *p++ = '<';
-   *p = '/';
-   p += endTag;
-   for (QSSIZE i = 0; i < len; i += 16) std::memcpy(p + i, name + i, 16);
-   p += len;
-   *p++ = '>';
-   return p;
-}
-
-/* "00" to "99". */
-struct DigitPairs {
-   char d[200];
-   constexpr DigitPairs() : d()
-   {
-      for (int i = 0; i < 100; i++) {
-         d[2 * i] = (char)('0' + i / 10);
-         d[2 * i + 1] = (char)('0' + i % 10);
-      }
-   }
-};
-constexpr DigitPairs kDigitPairs;
-
-/* 10^i for the digit count of 32-bit values. */
-const QSUINT32 kPow10[10] = {1u, 10u, 100u, 1000u, 10000u, 100000u, 1000000u, 10000000u, 100000000u,
-                             1000000000u};
-
-/* The decimal digits of v at p (and up to 24 bytes of scratch behind them); their number. */
-inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
-{
-   if (v < 10) {
-      *p = (QSOCTET)('0' + v);
-      return 1;
-   }
-   if (v <= 0xFFFFFFFFu) {
-      /* 32-bit values: digit count from the bit length, then two digits per step from the end */
-      QSUINT32 x = (QSUINT32)v;
-      QSUINT32 t = ((QSUINT32)(32 - __builtin_clz(x)) * 1233u) >> 12;
-      QSSIZE n = (QSSIZE)t + 1 - (x < kPow10[t]);
-      QSOCTET* q = p + n;
-      while (x >= 100) {
-         QSUINT32 r = x % 100;
-         x /= 100;
-         q -= 2;
-         std::memcpy(q, kDigitPairs.d + 2 * r, 2);
-      }
-      if (x >= 10) std::memcpy(q - 2, kDigitPairs.d + 2 * x, 2);
-      else q[-1] = (QSOCTET)('0' + x);
-      return n;
-   }
-   /* two digits per step, written backwards to a fixed end in a block that is copied whole */
-   char block[48];
-   char* end = block + 24;
-   char* q = end;
-   while (v >= 100) {
-      unsigned r = (unsigned)(v % 100);
-      v /= 100;
-      q -= 2;
-      std::memcpy(q, kDigitPairs.d + 2 * r, 2);
-   }
-   if (v >= 10) {
-      q -= 2;
-      std::memcpy(q, kDigitPairs.d + 2 * v, 2);
-   }
-   else {
-      *--q = (char)('0' + v);
-   }
-   std::memcpy(p, q, 24);
-   return end - q;
-}
-
-} // namespace
-
 /* ---- shared with the inline writers of rtXmlFastEnc.h ------------------------------------------ */
 
 const char xmlfast::kSpaces32[33] = "                                ";
-
-const char xmlfast::kTwoDigits[201] =
-   "0001020304050607080910111213141516171819202122232425262728293031323334353637383940414243444546474849"
-   "5051525354555657585960616263646566676869707172737475767778798081828384858687888990919293949596979899";
-
-QSOCTET* xmlfast::putDigits(QSOCTET* p, QSUINT64 v)
-{
-   return p + ::putDigits(p, v);
-}
 
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
                      QSSIZE len)
 {
    QSSIZE indent;
-   if (nbits == 0 || data == nullptr || nbits > maxbits || nbits > 4096 || !fastState(ctxt, &indent)) return 1;
+   if (nbits == 0 || data == nullptr || nbits > maxbits || nbits > 4096 || !xmlfast::state(ctxt, &indent)) return 1;
    QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + nbits + 8);
+   QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + 2 * len + 5 + nbits + 8);
    if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   p = xmlfast::tag(xmlfast::line(p, indent, nindent), false, name, len);
    for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
-   fastCommit(ctxt, fastPaddedTag(p + nbits, true, name, len));
+   xmlfast::commit(ctxt, xmlfast::tag(p + nbits, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
 }
@@ -1030,13 +901,13 @@ int rtXmlEncFastStr(QSCTXT* ctxt, const char* value, QSSIZE lo, QSSIZE hi, const
    if (value == nullptr) return 1;
    QSSIZE n = (QSSIZE)std::strlen(value);
    QSSIZE indent;
-   if (n == 0 || n < lo || n > hi || needsEscape((const QSUTF8CHAR*)value, n) || !fastState(ctxt, &indent)) return 1;
+   if (n == 0 || n < lo || n > hi || needsEscape((const QSUTF8CHAR*)value, n) || !xmlfast::state(ctxt, &indent)) return 1;
    QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + n);
+   QSOCTET* p = xmlfast::room(ctxt, 1 + nindent + 2 * len + 5 + n);
    if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   p = xmlfast::tag(xmlfast::line(p, indent, nindent), false, name, len);
    std::memcpy(p, value, n);
-   fastCommit(ctxt, fastPaddedTag(p + n, true, name, len));
+   xmlfast::commit(ctxt, xmlfast::tag(p + n, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
 }

@@ -18,6 +18,7 @@
 
 #include <string.h>
 
+#include "rtjsonsrc/rtxText.h"
 #include "rtxmlsrc/rtXml.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
@@ -88,13 +89,6 @@ XMLFAST_INLINE QSOCTET* tag(QSOCTET* p, bool endTag, const char* name, QSSIZE le
    return p;
 }
 
-/* The decimal digits of v (100 or more) at p, with up to 24 bytes of scratch behind them; the new
- * cursor. */
-QSOCTET* putDigits(QSOCTET* p, QSUINT64 v);
-
-/* "00" to "99". */
-extern const char kTwoDigits[201];
-
 /* <name>[-]digits</name> on a line of its own. */
 XMLFAST_INLINE int decimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
 {
@@ -110,11 +104,11 @@ XMLFAST_INLINE int decimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, cons
       *p++ = (QSOCTET)('0' + magnitude);
    }
    else if (magnitude < 100) {
-      memcpy(p, kTwoDigits + 2 * magnitude, 2);
+      memcpy(p, rtxTxtDigitPairs + 2 * magnitude, 2);
       p += 2;
    }
    else {
-      p = putDigits(p, magnitude);
+      p = rtxTxtPutDigits(p, magnitude);
    }
    commit(ctxt, tag(p, true, name, len));
    ctxt->xmlState = QSXMLEND;
