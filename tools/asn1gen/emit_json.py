@@ -353,36 +353,31 @@ class JsonEmitter(TextEmitter):
 
     @staticmethod
     def key_switch(w, names):
-        """Sets `idx` to the place of the key `k` (klen bytes) in `names`, or -1: a switch on
-        the length, then whole-key comparisons of that length."""
+        """Sets `idx` to the place of the key `k` (klen bytes) in `names`, or -1."""
         w.line("idx = -1;")
         if not names:
             w.line("(void)k;")
             return
-        by_len = {}
-        for i, n in enumerate(names):
-            by_len.setdefault(len(n.encode("utf-8")), []).append((i, n))
-        w.line("switch (klen) {")
-        for length in sorted(by_len):
-            w.line("case %d:" % length)
-            for j, (i, n) in enumerate(by_len[length]):
-                w.line('   %sif (memcmp(k, "%s", %d) == 0) idx = %d;' % ("else " if j else "", n, length, i))
-            w.line("   break;")
-        w.line("default: break;")
-        w.line("}")
+        JsonEmitter.length_switch(w, "k", "klen", "idx", [(n, i) for i, n in enumerate(names)])
 
     @staticmethod
     def enum_switch(w, items):
-        """Sets `fv` to the value of the identifier `s` (slen bytes) among `items`, if any: a
-        switch on the length, then whole-identifier comparisons of that length."""
+        """Sets `fv` to the value of the identifier `s` (slen bytes) among `items`, if any."""
+        JsonEmitter.length_switch(w, "s", "slen", "fv", items)
+
+    @staticmethod
+    def length_switch(w, text, length, target, items):
+        """Sets `target` to the value of the first (name, value) of `items` whose name is the
+        `length` bytes at `text`: a switch on the length, then whole-name comparisons of that
+        length."""
         by_len = {}
         for name, v in items:
             by_len.setdefault(len(name.encode("utf-8")), []).append((name, v))
-        w.line("switch (slen) {")
-        for length in sorted(by_len):
-            w.line("case %d:" % length)
-            for j, (name, v) in enumerate(by_len[length]):
-                w.line('   %sif (memcmp(s, "%s", %d) == 0) fv = %d;' % ("else " if j else "", name, length, v))
+        w.line("switch (%s) {" % length)
+        for n in sorted(by_len):
+            w.line("case %d:" % n)
+            for j, (name, v) in enumerate(by_len[n]):
+                w.line('   %sif (memcmp(%s, "%s", %d) == 0) %s = %d;' % ("else " if j else "", text, name, n, target, v))
             w.line("   break;")
         w.line("default: break;")
         w.line("}")
