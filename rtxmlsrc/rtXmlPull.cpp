@@ -926,6 +926,15 @@ bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
    return true;
 }
 
+/* The value from p up to the plain end tag at q (ending at end) taken as readContent would leave
+ * it, without a copy: the end tag becomes the pending event. */
+inline void takeValue(QSCTXT* ctxt, QSXmlReader* r, QSSIZE p, QSSIZE q, QSSIZE end)
+{
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+}
+
 /* The content of the current element when it is plain character data (no markup, no
  * reference) up to its plain end tag: the end tag is made the pending event as readContent
  * would leave it, the data is given in place. False (nothing read) otherwise. */
@@ -940,9 +949,7 @@ bool directContent(QSCTXT* ctxt, QSXmlReader* r, const QSOCTET** pdata, QSSIZE* 
    if (q + 1 >= n) return false;
    QSSIZE end = plainEndTagAt(r, q);
    if (end == 0) return false;
-   r->value.len = 0;
-   r->valueOff = p;
-   takeEndTag(ctxt, r, q, end);
+   takeValue(ctxt, r, p, q, end);
    *pdata = d + p;
    *plen = q - p;
    return true;
@@ -1246,9 +1253,7 @@ bool xmlimpl::directBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pn
       for (; i < nbits; i++)
          if (d[p + i] & 1) data[i / 8] |= (QSOCTET)(0x80 >> (i % 8));
    }
-   r->value.len = 0;
-   r->valueOff = p;
-   takeEndTag(ctxt, r, q, end);
+   takeValue(ctxt, r, p, q, end);
    *pnbits = nbits;
    return true;
 }
@@ -1353,9 +1358,7 @@ QS_ALWAYS_INLINE inline bool directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT
    if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
    QSSIZE end = plainEndTagAt(r, q);
    if (end == 0) return false;
-   r->value.len = 0;
-   r->valueOff = p;
-   takeEndTag(ctxt, r, q, end);
+   takeValue(ctxt, r, p, q, end);
    *pneg = neg;
    *pmag = v;
    return true;
