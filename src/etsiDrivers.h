@@ -138,8 +138,10 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
 {
    *out = nullptr;
    *err = nullptr;
+   bool triedDirect = false;  // then the array of the input's size was too small, or it fails
    if constexpr (!std::is_void<Direct>::value) {
       if (!trace && data != nullptr) {
+         triedDirect = true;
          char* text = directToText<T, Direct>(data, len);
          if (text != nullptr) {
             *out = text;
@@ -162,12 +164,15 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
       copyErrorText(control.getCtxtPtr(), err);
       return stat;
    }
-   // Sized from the bytes the message took, not from the input: bytes after it are padding.
-   size_t used = (size_t)control.getCtxtPtr()->buffer.byteIndex + 1;
-   char* direct = encodeDirect<X, E>(control, used < len ? used : len);
-   if (direct != nullptr) {
-      *out = direct;
-      return 0;
+   // Sized from the bytes the message took, not from the input: bytes after it are padding. The
+   // direct path has tried the same size already.
+   if (!triedDirect) {
+      size_t used = (size_t)control.getCtxtPtr()->buffer.byteIndex + 1;
+      char* direct = encodeDirect<X, E>(control, used < len ? used : len);
+      if (direct != nullptr) {
+         *out = direct;
+         return 0;
+      }
    }
    E textBuf;
    stat = control.EncodeTo(textBuf);
