@@ -257,6 +257,7 @@ size_t entryText(const QSElemName& e, char* p)
 
 int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index, QSUINT8 kind)
 {
+   if (ctxt != nullptr && (ctxt->flags & QSNOELEMNAMES)) return 0;
    QSElemName* e = pushName(ctxt);
    if (e == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
    e->name = name;
@@ -268,7 +269,7 @@ int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index,
 int rtxCtxtPushElemNameCopy(QSCTXT* ctxt, const QSUTF8CHAR* name)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
-   if (name == nullptr) return rtxCtxtPushElemName(ctxt, name);
+   if (name == nullptr || (ctxt->flags & QSNOELEMNAMES)) return rtxCtxtPushElemName(ctxt, name);
    size_t len = std::strlen(reinterpret_cast<const char*>(name)) + 1;
    QSUTF8CHAR* copy = static_cast<QSUTF8CHAR*>(rtxMemHeapAlloc(ctxt, len));
    QSElemName* e = copy != nullptr ? pushName(ctxt) : nullptr;

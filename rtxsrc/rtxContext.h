@@ -19,6 +19,7 @@ struct QSCTXT;
 /* Context flags */
 #define QSDIAG        0x80000000U  /* diagnostics on */
 #define QSNOERRTRACE  0x01000000U  /* no locations or element names recorded in errors */
+#define QSNOELEMNAMES 0x02000000U  /* the element-name stack is not kept: pushes and pops do nothing */
 #define QSLICCHECKED  0x00400000U  /* licence state present, released with the context */
 #define QSTRACE       0x00002000U  /* PER bit-field trace on */
 #define QSXMLCTXT     0x00000008U  /* set by the XML encode and decode paths */
@@ -182,9 +183,13 @@ int rtxCtxtResetToBitPos(QSCTXT* ctxt, QSSIZE byteIndex, QSINT16 bitOffset);
 int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index, QSUINT8 kind);
 QSBOOL rtxCtxtPopElemNameEntry(QSCTXT* ctxt);
 
-/* Pushes a name that stays valid while pushed (not copied); 0 or RTERR_NO_DYNAMIC_MEMORY. */
+/* Pushes a name that stays valid while pushed (not copied); 0 or RTERR_NO_DYNAMIC_MEMORY.
+ * While the context has the flag QSNOELEMNAMES, every push and pop does nothing and the stack
+ * stays empty: a caller that never reports an error from the context (it redoes the work with
+ * the names kept when anything fails) spares itself the bookkeeping per element. */
 inline int rtxCtxtPushElemName(QSCTXT* ctxt, const QSUTF8CHAR* name)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return 0;
    QSElemNameStack& st = ctxt->elemNameStack;
    if (st.more != nullptr || st.count == QS_ELEMNAME_INLINE) return rtxCtxtPushElemNameEntry(ctxt, name, 0, 0);
    QSElemName& e = st.inlineNames[st.count++];
@@ -199,6 +204,7 @@ int rtxCtxtPushElemNameCopy(QSCTXT* ctxt, const QSUTF8CHAR* name);
 /* Pushes "name[index]" (formatted only when a path is built). */
 inline int rtxCtxtPushArrayElemName(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return 0;
    QSElemNameStack& st = ctxt->elemNameStack;
    if (st.more != nullptr || st.count == QS_ELEMNAME_INLINE) return rtxCtxtPushElemNameEntry(ctxt, name, index, 1);
    QSElemName& e = st.inlineNames[st.count++];
@@ -211,6 +217,7 @@ inline int rtxCtxtPushArrayElemName(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE
 /* Pops the newest name of any of the above kinds; FALSE when the stack is empty. */
 inline QSBOOL rtxCtxtPopElemName(QSCTXT* ctxt)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return FALSE;
    QSElemNameStack& st = ctxt->elemNameStack;
    if (st.more != nullptr || st.count == 0 || st.inlineNames[st.count - 1].kind == 2)
       return rtxCtxtPopElemNameEntry(ctxt);

@@ -105,7 +105,11 @@ char* directToText(const char* data, size_t len)
    QSCTXT* pc = perCtx.getPtr();
    if (!perCtx.isInitialized() || pu_setBuffer(pc, (QSOCTET*)data, len, FALSE) != 0) return nullptr;
    T value;  // without a context of its own: the contents go with perCtx's heap
+   // The element names that the decoder keeps serve only the error report, which the general
+   // path gives; the writer gets them back (the XML writer closes its elements by them).
+   pc->flags |= QSNOELEMNAMES;
    if (Direct::decode(pc, &value) != 0) return nullptr;
+   pc->flags &= ~QSNOELEMNAMES;
    QSRTBuffer& b = pc->buffer;
    size_t used = (size_t)b.byteIndex + (b.bitOffset != 8 ? 1 : 0) + 1;
    size_t cap = (used < len ? used : len) * 80 + 512;
@@ -204,6 +208,7 @@ bool directFromText(const char* text, char** out, size_t* outLen)
    if (Direct::read(c, &value) != 0) return false;
    if (pu_setBuffer(c, nullptr, 0, FALSE) != 0) return false;
    pe_resetBuffer(c);
+   c->flags |= QSNOELEMNAMES;  // the encoder's names serve only the error report
    if (Direct::encode(c, &value) != 0) return false;
    size_t n = (size_t)pu_getMsgLen(c);
    char* bytes = new (std::nothrow) char[n];

@@ -156,6 +156,37 @@ TEST(ContextElemNames, StackOfPlainCopiedAndArrayNames)
    rtxFreeContext(&ctxt);
 }
 
+// While names are switched off, no push or pop of any kind touches the stack (also past the
+// inline entries, where pushes otherwise grow it on the heap), so the names from before are
+// there again afterwards and pops cannot run away.
+TEST(ContextElemNames, SwitchedOffPushesAndPopsLeaveTheStackAlone)
+{
+   QSCTXT ctxt;
+   ASSERT_EQ(0, rtxInitContext(&ctxt));
+   rtxCtxtPushElemName(&ctxt, (const QSUTF8CHAR*)"root");
+   ctxt.flags |= QSNOELEMNAMES;
+   for (int i = 0; i < 3 * QS_ELEMNAME_INLINE; i++) {
+      EXPECT_EQ(0, rtxCtxtPushElemName(&ctxt, (const QSUTF8CHAR*)"inner"));
+      EXPECT_EQ(0, rtxCtxtPushElemNameCopy(&ctxt, (const QSUTF8CHAR*)"copy"));
+      EXPECT_EQ(0, rtxCtxtPushArrayElemName(&ctxt, (const QSUTF8CHAR*)"list", i));
+   }
+   EXPECT_EQ(1u, ctxt.elemNameStack.count);
+   EXPECT_EQ(nullptr, ctxt.elemNameStack.more);
+   EXPECT_FALSE(rtxCtxtPopElemName(&ctxt));
+   EXPECT_FALSE(rtxCtxtPopElemNameCopy(&ctxt));
+   EXPECT_FALSE(rtxCtxtPopArrayElemName(&ctxt));
+   rtxCtxtPopAllElemNames(&ctxt);  // returns although every pop "fails"
+   EXPECT_STREQ("root", rtxCtxtGetElemNamePath(&ctxt));
+
+   ctxt.flags &= ~QSNOELEMNAMES;
+   rtxCtxtPushElemName(&ctxt, (const QSUTF8CHAR*)"child");
+   EXPECT_STREQ("root.child", rtxCtxtGetElemNamePath(&ctxt));
+   EXPECT_TRUE(rtxCtxtPopElemName(&ctxt));
+   EXPECT_TRUE(rtxCtxtPopElemName(&ctxt));
+   EXPECT_FALSE(rtxCtxtPopElemName(&ctxt));
+   rtxFreeContext(&ctxt);
+}
+
 TEST(ContextCopy, BufferStateFlagsAndErrors)
 {
    QSCTXT a, b;
