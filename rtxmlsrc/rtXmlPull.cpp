@@ -904,7 +904,13 @@ bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
    QSSIZE q = r->pos;
-   if (startsWith(r, q, "<?xml") && q + 5 < n && isWs(d[q + 5])) {
+   /* the declaration the writer puts first, compared whole; any other one up to its "?>" */
+   static const char kDecl[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+   const QSSIZE declLen = sizeof kDecl - 1;
+   if (q + declLen <= n && sameBytes(d + q, (const QSOCTET*)kDecl, declLen)) {
+      q += declLen;
+   }
+   else if (startsWith(r, q, "<?xml") && q + 5 < n && isWs(d[q + 5])) {
       QSSIZE end = findText(r, q + 2, "?>");
       if (end >= n) return false;
       q = end + 2;
@@ -912,7 +918,7 @@ bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
    q = skipWsFrom(d, n, q);
    QSSIZE nl = std::strlen(name);
    if (nl == 0 || q + 1 + nl >= n || d[q] != '<' || d[q + 1 + nl] != '>' ||
-       std::memcmp(d + q + 1, name, nl) != 0)
+       !sameBytes(d + q + 1, (const QSOCTET*)name, nl))
       return false;
    QSSIZE end = q + nl + 2;
    r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
