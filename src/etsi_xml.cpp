@@ -12,10 +12,9 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
-// The generated functions of a message for the drivers' direct paths: its UPER coders and the
-// XML writer, on a context set up as QSXMLEncodeBuffer and the control class set it up (the
-// document with the message's root element around the value), and the XML reader as the decode
-// buffer and the control class call it.
+// The generated functions of a message for the drivers' direct paths: its UPER coders and its
+// XML document writer and reader, on a context set up as QSXMLEncodeBuffer (QSXMLDecodeBuffer)
+// and the control class set it up.
 #define ETSI_XML_DIRECT(M)                                                                          \
    ETSI_PER_DIRECT(M)                                                                               \
    struct M##XmlDirect : M##PerDirect {                                                             \
@@ -24,10 +23,7 @@
          int stat = rtXmlSetEncBufPtr(ctxt, buf, size);                                             \
          if (stat != 0) return stat;                                                                \
          ctxt->flags &= ~(QSXMLSTARTOPEN | QSXMLEMPTY | QSXMLNIL);                                  \
-         static const char root[(sizeof(#M) - 1) / 16 * 16 + 16] = #M; /* padded for the end tag */ \
-         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;       \
-         if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;          \
-         return rtXmlEncFastEnd(ctxt, root, sizeof(#M) - 1);                                        \
+         return XmlEncDoc_##M(ctxt, value);                                                         \
       }                                                                                             \
       static int read(QSCTXT* ctxt, ASN1T_##M* value)                                               \
       {                                                                                             \
@@ -35,11 +31,7 @@
          ctxt->flags |= QSNOELEMNAMES; /* the reader's names serve only the error report */         \
          if (ctxt->pAppInfo[0] == nullptr && (stat = rtXmlInitCtxtAppInfo(ctxt)) != 0) return stat; \
          asn1Init_##M(value, 0, ctxt);                                                              \
-         if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;                                  \
-         if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)#M, 0)) != 0) return stat;        \
-         if ((stat = XmlDec_##M(ctxt, value)) != 0) return stat;                                    \
-         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return stat;                                \
-         return rtXmlpDecodeResult(ctxt);                                                           \
+         return XmlDecDoc_##M(ctxt, value);                                                         \
       }                                                                                             \
    };
 

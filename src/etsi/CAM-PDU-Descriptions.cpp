@@ -31,6 +31,31 @@ ASN1T_CAM* new_ASN1T_CAM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_CAM() : 0;
 }
 
+/* The XML document of a CAM on a context set up for writing XML: the declaration and the
+   root element CAM around the members of the value. */
+int XmlEncDoc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
+{
+   int stat;
+   static const char root[16] = "CAM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_CAM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 3);
+}
+
+/* A CAM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"CAM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_CAM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_CAM::ASN1X_CAM(ASN1T_CAM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_CAM::ASN1X_CAM(QSRTMessageBufferIF& msgBuf, ASN1T_CAM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -51,11 +76,7 @@ int ASN1X_CAM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "CAM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_CAM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 3);
+      return XmlEncDoc_CAM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_CAM(msgBuf.getCtxtPtr(), &msgData);
@@ -76,14 +97,7 @@ int ASN1X_CAM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"CAM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_CAM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_CAM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_CAM(msgBuf.getCtxtPtr(), &msgData);

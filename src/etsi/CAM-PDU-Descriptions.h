@@ -308,6 +308,8 @@ int asn1PD_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue);
 
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue);
+int XmlEncDoc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue);
+int XmlDecDoc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue);
 int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue);
 int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);

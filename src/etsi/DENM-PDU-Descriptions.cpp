@@ -31,6 +31,31 @@ ASN1T_DENM* new_ASN1T_DENM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_DENM() : 0;
 }
 
+/* The XML document of a DENM on a context set up for writing XML: the declaration and the
+   root element DENM around the members of the value. */
+int XmlEncDoc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
+{
+   int stat;
+   static const char root[16] = "DENM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_DENM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 4);
+}
+
+/* A DENM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"DENM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_DENM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_DENM::ASN1X_DENM(ASN1T_DENM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_DENM::ASN1X_DENM(QSRTMessageBufferIF& msgBuf, ASN1T_DENM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -51,11 +76,7 @@ int ASN1X_DENM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "DENM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_DENM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 4);
+      return XmlEncDoc_DENM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_DENM(msgBuf.getCtxtPtr(), &msgData);
@@ -76,14 +97,7 @@ int ASN1X_DENM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"DENM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_DENM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_DENM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_DENM(msgBuf.getCtxtPtr(), &msgData);

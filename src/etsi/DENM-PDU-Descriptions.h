@@ -237,6 +237,8 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 
 int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue);
+int XmlEncDoc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue);
+int XmlDecDoc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue);
 int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue);
 int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);

@@ -32,6 +32,31 @@ ASN1T_IVIM* new_ASN1T_IVIM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_IVIM() : 0;
 }
 
+/* The XML document of a IVIM on a context set up for writing XML: the declaration and the
+   root element IVIM around the members of the value. */
+int XmlEncDoc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue)
+{
+   int stat;
+   static const char root[16] = "IVIM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_IVIM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 4);
+}
+
+/* A IVIM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"IVIM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_IVIM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_IVIM::ASN1X_IVIM(ASN1T_IVIM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_IVIM::ASN1X_IVIM(QSRTMessageBufferIF& msgBuf, ASN1T_IVIM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -52,11 +77,7 @@ int ASN1X_IVIM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "IVIM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_IVIM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 4);
+      return XmlEncDoc_IVIM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_IVIM(msgBuf.getCtxtPtr(), &msgData);
@@ -77,14 +98,7 @@ int ASN1X_IVIM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"IVIM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_IVIM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_IVIM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_IVIM(msgBuf.getCtxtPtr(), &msgData);

@@ -29,6 +29,8 @@ int asn1PD_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 
 int XmlEnc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
+int XmlEncDoc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
+int XmlDecDoc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 
 int asn1JsonEnc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 int asn1JsonDec_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);

@@ -32,6 +32,31 @@ ASN1T_MAPEM* new_ASN1T_MAPEM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_MAPEM() : 0;
 }
 
+/* The XML document of a MAPEM on a context set up for writing XML: the declaration and the
+   root element MAPEM around the members of the value. */
+int XmlEncDoc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue)
+{
+   int stat;
+   static const char root[16] = "MAPEM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_MAPEM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 5);
+}
+
+/* A MAPEM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"MAPEM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/MAPEM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_MAPEM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/MAPEM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_MAPEM::ASN1X_MAPEM(ASN1T_MAPEM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_MAPEM::ASN1X_MAPEM(QSRTMessageBufferIF& msgBuf, ASN1T_MAPEM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -52,11 +77,7 @@ int ASN1X_MAPEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "MAPEM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_MAPEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 5);
+      return XmlEncDoc_MAPEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_MAPEM(msgBuf.getCtxtPtr(), &msgData);
@@ -77,14 +98,7 @@ int ASN1X_MAPEM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"MAPEM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/MAPEM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_MAPEM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/MAPEM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_MAPEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_MAPEM(msgBuf.getCtxtPtr(), &msgData);

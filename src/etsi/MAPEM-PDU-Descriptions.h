@@ -29,6 +29,8 @@ int asn1PD_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 
 int XmlEnc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
+int XmlEncDoc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
+int XmlDecDoc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 
 int asn1JsonEnc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 int asn1JsonDec_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);

@@ -32,6 +32,31 @@ ASN1T_RTCMEM* new_ASN1T_RTCMEM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_RTCMEM() : 0;
 }
 
+/* The XML document of a RTCMEM on a context set up for writing XML: the declaration and the
+   root element RTCMEM around the members of the value. */
+int XmlEncDoc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue)
+{
+   int stat;
+   static const char root[16] = "RTCMEM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_RTCMEM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 6);
+}
+
+/* A RTCMEM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"RTCMEM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/RTCMEM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_RTCMEM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/RTCMEM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_RTCMEM::ASN1X_RTCMEM(ASN1T_RTCMEM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_RTCMEM::ASN1X_RTCMEM(QSRTMessageBufferIF& msgBuf, ASN1T_RTCMEM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -52,11 +77,7 @@ int ASN1X_RTCMEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "RTCMEM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_RTCMEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 6);
+      return XmlEncDoc_RTCMEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_RTCMEM(msgBuf.getCtxtPtr(), &msgData);
@@ -77,14 +98,7 @@ int ASN1X_RTCMEM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"RTCMEM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/RTCMEM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_RTCMEM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/RTCMEM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_RTCMEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_RTCMEM(msgBuf.getCtxtPtr(), &msgData);

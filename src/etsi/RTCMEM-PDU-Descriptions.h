@@ -29,6 +29,8 @@ int asn1PD_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 
 int XmlEnc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
+int XmlEncDoc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
+int XmlDecDoc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 
 int asn1JsonEnc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 int asn1JsonDec_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);

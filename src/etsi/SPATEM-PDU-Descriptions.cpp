@@ -32,6 +32,31 @@ ASN1T_SPATEM* new_ASN1T_SPATEM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_SPATEM() : 0;
 }
 
+/* The XML document of a SPATEM on a context set up for writing XML: the declaration and the
+   root element SPATEM around the members of the value. */
+int XmlEncDoc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue)
+{
+   int stat;
+   static const char root[16] = "SPATEM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_SPATEM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 6);
+}
+
+/* A SPATEM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"SPATEM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/SPATEM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_SPATEM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/SPATEM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_SPATEM::ASN1X_SPATEM(ASN1T_SPATEM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_SPATEM::ASN1X_SPATEM(QSRTMessageBufferIF& msgBuf, ASN1T_SPATEM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -52,11 +77,7 @@ int ASN1X_SPATEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "SPATEM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_SPATEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 6);
+      return XmlEncDoc_SPATEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_SPATEM(msgBuf.getCtxtPtr(), &msgData);
@@ -77,14 +98,7 @@ int ASN1X_SPATEM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"SPATEM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/SPATEM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_SPATEM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/SPATEM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_SPATEM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_SPATEM(msgBuf.getCtxtPtr(), &msgData);

@@ -29,6 +29,8 @@ int asn1PD_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 
 int XmlEnc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
+int XmlEncDoc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
+int XmlDecDoc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 
 int asn1JsonEnc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 int asn1JsonDec_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);

@@ -32,6 +32,31 @@ ASN1T_SREM* new_ASN1T_SREM(ASN1XType& control)
    return mem != 0 ? new (mem) ASN1T_SREM() : 0;
 }
 
+/* The XML document of a SREM on a context set up for writing XML: the declaration and the
+   root element SREM around the members of the value. */
+int XmlEncDoc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue)
+{
+   int stat;
+   static const char root[16] = "SREM";
+   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
+   if ((stat = XmlEnc_SREM(ctxt, pvalue, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+   return rtXmlEncFastEnd(ctxt, root, 4);
+}
+
+/* A SREM read from the XML document of a context set up for reading XML; the status of
+   the errors recorded on the way decides the result. */
+int XmlDecDoc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+   if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"SREM", 0)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/SREM-PDU-Descriptions", __LINE__);
+   if ((stat = XmlDec_SREM(ctxt, pvalue)) != 0) return stat;
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+      return rtxErrSetData(ctxt, stat, "../src/etsi/SREM-PDU-Descriptions", __LINE__);
+   return rtXmlpDecodeResult(ctxt);
+}
+
 ASN1X_SREM::ASN1X_SREM(ASN1T_SREM& data) : ASN1XType(), msgData(data) {}
 
 ASN1X_SREM::ASN1X_SREM(QSRTMessageBufferIF& msgBuf, ASN1T_SREM& data) : ASN1XType(msgBuf), msgData(data) {}
@@ -52,11 +77,7 @@ int ASN1X_SREM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      static const char root[16] = "SREM";
-      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;
-      if ((stat = XmlEnc_SREM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
-      return rtXmlEncFastEnd(ctxt, root, 4);
+      return XmlEncDoc_SREM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_SREM(msgBuf.getCtxtPtr(), &msgData);
@@ -77,14 +98,7 @@ int ASN1X_SREM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       return stat;
    }
    if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
-      QSCTXT* ctxt = msgBuf.getCtxtPtr();
-      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
-      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"SREM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/SREM-PDU-Descriptions", __LINE__);
-      if ((stat = XmlDec_SREM(ctxt, &msgData)) != 0) return stat;
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/SREM-PDU-Descriptions", __LINE__);
-      return rtXmlpDecodeResult(ctxt);
+      return XmlDecDoc_SREM(msgBuf.getCtxtPtr(), &msgData);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_SREM(msgBuf.getCtxtPtr(), &msgData);

@@ -29,6 +29,8 @@ int asn1PD_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 
 int XmlEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
+int XmlEncDoc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
+int XmlDecDoc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 
 int asn1JsonEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 int asn1JsonDec_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);

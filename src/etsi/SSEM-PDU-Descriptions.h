@@ -29,6 +29,8 @@ int asn1PD_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 
 int XmlEnc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
 int XmlDec_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
+int XmlEncDoc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
+int XmlDecDoc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 
 int asn1JsonEnc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 int asn1JsonDec_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);

@@ -280,6 +280,10 @@ class Family:
     def decode_branch(self, w, td):
         pass
 
+    def message_functions(self, w, td):
+        """Functions of a message type that its control class calls, written before the class."""
+        pass
+
 
 def emit_header(model, mi, families=()):
     w = CodeWriter()
@@ -638,6 +642,8 @@ def emit_source(model, mi, families=()):
         if td.body.kind == "ENUMERATED":
             emit_enum_functions(w, td)
         if td.is_message:
+            for fam in families:
+                fam.message_functions(w, td)
             emit_control_functions(w, td, families)
     return w.text()
 

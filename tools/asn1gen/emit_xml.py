@@ -597,35 +597,55 @@ def emit_functions(mi, we, wd):
 
 class XmlFamily(Family):
     def prototypes(self, td):
-        return ["int XmlEnc_%s(QSCTXT* ctxt, %s, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);"
-                % (td.cname, enc_param(td)),
-                "int XmlDec_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, dec_type(td))]
+        protos = ["int XmlEnc_%s(QSCTXT* ctxt, %s, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);"
+                  % (td.cname, enc_param(td)),
+                  "int XmlDec_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, dec_type(td))]
+        if td.is_message:
+            protos += ["int XmlEncDoc_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, dec_type(td)),
+                       "int XmlDecDoc_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, dec_type(td))]
+        return protos
 
     def source_includes(self):
         return ["rtxmlsrc/asn1XmlGen.h"]
 
-    def encode_branch(self, w, td):
+    def message_functions(self, w, td):
         root = td.asn1_name
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {")
-        w.line("   QSCTXT* ctxt = msgBuf.getCtxtPtr();")
+        t = dec_type(td)
+        w.line("/* The XML document of a %s on a context set up for writing XML: the declaration and the" % root)
+        w.line("   root element %s around the members of the value. */" % root)
+        w.line("int XmlEncDoc_%s(QSCTXT* ctxt, %s* pvalue)" % (td.cname, t))
+        w.line("{")
+        w.line("   int stat;")
         # the root name padded for the inline end tag, which finds it on the name stack
         size = (len(root.encode("utf-8")) // 16 + 1) * 16
         w.line('   static const char root[%d] = "%s";' % (size, root))
         w.line("   if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)root)) != 0) return stat;")
-        w.line("   if ((stat = XmlEnc_%s(ctxt, &msgData, %s, 0)) != 0) return stat;" % (td.cname, qs("")))
+        w.line("   if ((stat = XmlEnc_%s(ctxt, pvalue, %s, 0)) != 0) return stat;" % (td.cname, qs("")))
         w.line("   return rtXmlEncFastEnd(ctxt, root, %d);" % len(root.encode("utf-8")))
         w.line("}")
-
-    def decode_branch(self, w, td):
-        root = td.asn1_name
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {")
-        w.line("   QSCTXT* ctxt = msgBuf.getCtxtPtr();")
+        w.blank()
+        w.line("/* A %s read from the XML document of a context set up for reading XML; the status of" % root)
+        w.line("   the errors recorded on the way decides the result. */")
+        w.line("int XmlDecDoc_%s(QSCTXT* ctxt, %s* pvalue)" % (td.cname, t))
+        w.line("{")
+        w.line("   int stat;")
         w.line("   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;")
         w.line("   if ((stat = rtXmlpMatchStartTag(ctxt, %s, 0)) != 0)" % qs(root))
         w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s", __LINE__);' % td.module.name)
-        w.line("   if ((stat = XmlDec_%s(ctxt, &msgData)) != 0) return stat;" % td.cname)
+        w.line("   if ((stat = XmlDec_%s(ctxt, pvalue)) != 0) return stat;" % td.cname)
         w.line("   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)")
         w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s", __LINE__);' % td.module.name)
         w.line("   return rtXmlpDecodeResult(ctxt);")
+        w.line("}")
+        w.blank()
+
+    def encode_branch(self, w, td):
+        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {")
+        w.line("   return XmlEncDoc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
+        w.line("}")
+
+    def decode_branch(self, w, td):
+        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {")
+        w.line("   return XmlDecDoc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
         w.line("}")
 
