@@ -630,14 +630,10 @@ class JsonFamily(Family):
         return ["rtjsonsrc/QSJSONMessageBuffer.h"]
 
     def encode_branch(self, w, td):
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {")
-        w.line("   return asn1JsonEnc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
-        w.line("}")
+        self.call_branch(w, td, "JSONEncode", "asn1JsonEnc")
 
     def decode_branch(self, w, td):
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {")
-        w.line("   return asn1JsonDec_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
-        w.line("}")
+        self.call_branch(w, td, "JSONDecode", "asn1JsonDec")
 
 
 RUNTIME_HEADER = "rtjsonsrc/asn1JsonGen.h"

@@ -284,6 +284,13 @@ class Family:
         """Functions of a message type that its control class calls, written before the class."""
         pass
 
+    @staticmethod
+    def call_branch(w, td, buffer_kind, prefix):
+        """A branch that hands a buffer of the kind to the function prefix_<T> of the value."""
+        w.line("if (msgBuf.isA(QSRTMessageBufferIF::%s)) {" % buffer_kind)
+        w.line("   return %s_%s(msgBuf.getCtxtPtr(), &msgData);" % (prefix, td.cname))
+        w.line("}")
+
 
 def emit_header(model, mi, families=()):
     w = CodeWriter()

@@ -640,12 +640,8 @@ class XmlFamily(Family):
         w.blank()
 
     def encode_branch(self, w, td):
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {")
-        w.line("   return XmlEncDoc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
-        w.line("}")
+        self.call_branch(w, td, "XMLEncode", "XmlEncDoc")
 
     def decode_branch(self, w, td):
-        w.line("if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {")
-        w.line("   return XmlDecDoc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
-        w.line("}")
+        self.call_branch(w, td, "XMLDecode", "XmlDecDoc")
 
