@@ -15,20 +15,24 @@
 
 /* ---- element names and nesting -------------------------------------------------------------- */
 
+/* The nesting level goes with the names: neither is kept while the context has QSNOELEMNAMES. */
 inline void asn1PushElem(QSCTXT* ctxt, const char* name)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return;
    rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name);
    ctxt->level++;
 }
 
 inline void asn1PushArrayElem(QSCTXT* ctxt, const char* name, QSSIZE index)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return;
    rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)name, index);
    ctxt->level++;
 }
 
 inline void asn1PopElem(QSCTXT* ctxt)
 {
+   if (ctxt->flags & QSNOELEMNAMES) return;
    rtxCtxtPopElemName(ctxt);
    ctxt->level--;
 }

@@ -205,10 +205,12 @@ bool directFromText(const char* text, char** out, size_t* outLen)
    // the text as the context's buffer, where a memory stream would bind it
    if (!ctx.isInitialized() || rtxInitContextBuffer(c, (QSOCTET*)text, strlen(text)) != 0) return false;
    T value;  // without a context of its own: the contents go with the heap
+   // The element names that the reader and the encoder keep serve only the error report, which
+   // the general path gives.
+   c->flags |= QSNOELEMNAMES;
    if (Direct::read(c, &value) != 0) return false;
    if (pu_setBuffer(c, nullptr, 0, FALSE) != 0) return false;
    pe_resetBuffer(c);
-   c->flags |= QSNOELEMNAMES;  // the encoder's names serve only the error report
    if (Direct::encode(c, &value) != 0) return false;
    size_t n = (size_t)pu_getMsgLen(c);
    char* bytes = new (std::nothrow) char[n];

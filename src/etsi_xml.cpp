@@ -28,7 +28,6 @@
       static int read(QSCTXT* ctxt, ASN1T_##M* value)                                               \
       {                                                                                             \
          int stat;                                                                                  \
-         ctxt->flags |= QSNOELEMNAMES; /* the reader's names serve only the error report */         \
          if (ctxt->pAppInfo[0] == nullptr && (stat = rtXmlInitCtxtAppInfo(ctxt)) != 0) return stat; \
          asn1Init_##M(value, 0, ctxt);                                                              \
          return XmlDecDoc_##M(ctxt, value);                                                         \
