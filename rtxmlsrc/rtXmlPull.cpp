@@ -111,6 +111,11 @@ struct QSXmlReader {
    Event cur = {};
    bool hasCur = false;
    bool curDone = false;      /* the event is done; also set while there is none yet */
+   /* A tag taken by a direct path leaves its event to be filled in from the tag stack when it is
+    * read (see settled): kLazyStart, the start tag of the innermost open element; kLazyEnd, the
+    * end tag at lazyEnd of the element just closed. Otherwise cur is the event. */
+   QSOCTET lazy = 0;
+   QSSIZE lazyEnd = 0;
    QSINT32 level = 0;
 
    ByteBuf text;              /* character data of the newest character event */
@@ -132,6 +137,30 @@ struct QSXmlReader {
 };
 
 namespace {
+
+enum : QSOCTET { kLazyStart = 1, kLazyEnd = 2 };
+
+/* The current event, filled in first when a direct path left it to the tag stack. Until the next
+ * event replaces it, the stack entry it comes from stays as it was: every change of the depth
+ * makes a new event. */
+Event& settled(QSXmlReader* r)
+{
+   if (r->lazy == kLazyStart) {
+      const OpenTag& t = r->stack[r->depth - 1];
+      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, t.nameOff, t.nameLen, t.startOff, t.contentOff,
+                      false, false };
+   }
+   else if (r->lazy == kLazyEnd) {
+      /* "</name", whitespace only, then '>' (as the direct path found it) */
+      const OpenTag& t = r->stack[r->depth];
+      QSSIZE q = r->lazyEnd;
+      QSSIZE e = q + 2 + t.nameLen;
+      while (r->data[e] != '>') e++;
+      r->cur = Event{ QSXMLP_END_TAG, (QSINT32)r->depth + 1, q + 2, t.nameLen, q, e + 1, false, false };
+   }
+   r->lazy = 0;
+   return r->cur;
+}
 
 /* ---- characters ------------------------------------------------------------------------------- */
 
@@ -656,13 +685,14 @@ int readEvent(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
 int peekEvent(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
 {
    if (!r->hasCur || r->curDone) {
+      r->lazy = 0;
       int stat = readEvent(ctxt, r, &r->cur);
       ctxt->buffer.byteIndex = r->pos;
       if (stat != 0) return stat;
       r->hasCur = true;
       r->curDone = false;
    }
-   *pev = &r->cur;
+   *pev = &settled(r);
    return 0;
 }
 
@@ -708,9 +738,10 @@ int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
 
 void markDone(QSXmlReader* r)
 {
+   const Event& ev = settled(r);
    r->curDone = true;
-   if (r->cur.type == QSXMLP_START_TAG) r->level = r->cur.level;
-   else if (r->cur.type == QSXMLP_END_TAG) r->level = r->cur.level - 1;
+   if (ev.type == QSXMLP_START_TAG) r->level = ev.level;
+   else if (ev.type == QSXMLP_END_TAG) r->level = ev.level - 1;
 }
 
 /* Local name and prefix of a tag event. */
@@ -831,8 +862,8 @@ QS_ALWAYS_INLINE inline QSSIZE plainEndTagAt(const QSXmlReader* r, QSSIZE q)
 /* Makes the end tag of the open element, read from q to end, the pending event (readEndTag). */
 QS_ALWAYS_INLINE inline void takeEndTag(QSCTXT* ctxt, QSXmlReader* r, QSSIZE q, QSSIZE end)
 {
-   const OpenTag& open = r->stack[r->depth - 1];
-   r->cur = Event{ QSXMLP_END_TAG, (QSINT32)r->depth, q + 2, open.nameLen, q, end, false, false };
+   r->lazy = kLazyEnd;
+   r->lazyEnd = q;
    r->hasCur = true;
    r->curDone = false;
    r->depth--;
@@ -875,7 +906,7 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElemIdle(QSCTXT* ctxt, QSXmlReader* r, 
       QSSIZE end = q + nl + 2;
       r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
       r->pos = end;
-      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
+      r->lazy = kLazyStart;
       r->hasCur = true;
       r->curDone = true;
       r->level = (QSINT32)r->depth;
@@ -925,6 +956,7 @@ bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
    r->rootSeen = true;
    r->pos = end;
    r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
+   r->lazy = 0;
    r->hasCur = true;
    r->curDone = true;
    r->level = (QSINT32)r->depth;
@@ -997,6 +1029,7 @@ void takeEmptyChild(QSCTXT* ctxt, QSXmlReader* r, QSSIZE nameOff, QSSIZE nameLen
    r->stack[r->depth] = OpenTag{ nameOff, nameLen, nameOff - 1, end };
    r->rootSeen = true;
    r->cur = Event{ QSXMLP_END_TAG, (QSINT32)r->depth + 1, nameOff, nameLen, end, end, false, false };
+   r->lazy = 0;
    r->hasCur = true;
    r->curDone = true;
    r->listMode = false;
@@ -1051,7 +1084,7 @@ void recordUnexpected(QSCTXT* ctxt, QSXmlReader* r, const Event& ev, int line)
  * current (done) event. */
 int skipElement(QSCTXT* ctxt, QSXmlReader* r)
 {
-   QSINT32 lvl = r->cur.level;
+   QSINT32 lvl = settled(r).level;
    for (;;) {
       Event* ev;
       int stat = peekEvent(ctxt, r, &ev);
@@ -1485,8 +1518,10 @@ QS_NOINLINE int matchEndTag(QSCTXT* ctxt, QSINT32 level);
 QS_ALWAYS_INLINE inline bool takePendingEnd(QSCTXT* ctxt, QSXmlReader* r, QSINT32 level)
 {
    QSINT32 lvl = r->level;
-   if ((level < 0 || level == lvl) && lvl > 1 && r->cur.type == QSXMLP_END_TAG && r->cur.level == lvl &&
-       r->hasCur && !r->curDone) {
+   /* the level of the pending end tag, lazy or not, or 0 */
+   QSINT32 endLevel = (r->lazy == kLazyEnd) ? (QSINT32)r->depth + 1
+                      : (r->lazy == 0 && r->cur.type == QSXMLP_END_TAG) ? r->cur.level : 0;
+   if ((level < 0 || level == lvl) && lvl > 1 && endLevel == lvl && r->hasCur && !r->curDone) {
       r->curDone = true;
       r->level = lvl - 1;
       rtxCtxtPopElemName(ctxt);
@@ -1505,7 +1540,8 @@ QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
    QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
    if (end == 0) return false;
    takeEndTag(ctxt, r, q, end);
-   markDone(r);
+   r->curDone = true;  /* markDone of the end tag */
+   r->level = (QSINT32)r->depth;
    rtxCtxtPopElemName(ctxt);
    r->listMode = false;
    return true;
@@ -1550,12 +1586,23 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
          }
       }
       if (pending) {
-         markDone(r);
+         r->curDone = true;  /* markDone of the end tag */
+         r->level = (QSINT32)r->depth;
          rtxCtxtPopElemName(ctxt);
          r->listMode = false;
          if (lvl == 1) {
             /* the root is closed: only whitespace, comments and processing instructions may
-             * follow, as below */
+             * follow, as below; nothing but whitespace is the end of the document, as the
+             * tokenizer would give it */
+            QSSIZE e = skipWsFrom(r->data, r->size, r->pos);
+            if (e == r->size && r->errStat == 0 && !r->pendingEnd) {
+               r->pos = e;
+               r->cur = Event{ QSXMLP_END_DOC, 0, 0, 0, e, e, false, false };
+               r->lazy = 0;
+               r->curDone = false;
+               ctxt->buffer.byteIndex = e;
+               return 0;
+            }
             Event* ev;
             stat = peekEvent(ctxt, r, &ev);
             if (stat != 0) return XML_LOG(ctxt, stat);
@@ -1697,7 +1744,7 @@ QS_NOINLINE int nextSeqElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDes
       if (g.anyCase >= 0) return g.anyCase;
       rtxCtxtPopElemName(ctxt);  /* "<unknown>" */
       if (curGroup <= lastMandatoryGroup) {
-         const Event& ev = r->cur;
+         const Event& ev = settled(r);
          addNameParm(ctxt, r, ev.nameOff, ev.nameLen);
          addPosParm(ctxt, ev.startOff);
          rtxErrSetNewData(ctxt, RTERR_UNEXPECTED_ELEMENT, XML_MODULE, __LINE__);
@@ -1707,7 +1754,8 @@ QS_NOINLINE int nextSeqElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDes
       return QSXML_END_OF_CONTENT;
    }
    if (id == QSXML_END_OF_CONTENT && curGroup <= lastMandatoryGroup) {
-      if (r->cur.type == QSXMLP_END_TAG) addPosParm(ctxt, r->cur.startOff);
+      const Event& ev = settled(r);
+      if (ev.type == QSXMLP_END_TAG) addPosParm(ctxt, ev.startOff);
       rtxErrSetNewData(ctxt, RTERR_XML_REQUIRED_ELEMENTS_MISSED, XML_MODULE, __LINE__);
       return RTERR_XML_REQUIRED_ELEMENTS_MISSED;
    }
@@ -1838,10 +1886,11 @@ int rtXmlDecEmptyElement(QSCTXT* ctxt)
    QSXmlReader* r;
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
-   if (!r->hasCur || r->cur.type != QSXMLP_START_TAG || !r->curDone)
+   const Event& cur = settled(r);
+   if (!r->hasCur || cur.type != QSXMLP_START_TAG || !r->curDone)
       return XML_LOG(ctxt, RTERR_XML_INVALID_DATA_MODE);
-   if (r->cur.empty) return 0;
-   QSINT32 lvl = r->cur.level;
+   if (cur.empty) return 0;
+   QSINT32 lvl = cur.level;
    for (;;) {
       Event* ev;
       stat = peekEvent(ctxt, r, &ev);
@@ -1911,9 +1960,10 @@ int rtXmlpMarkLastEventActive(QSCTXT* ctxt)
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
    if (!r->hasCur || !r->curDone) return 0;
+   const Event& ev = settled(r);
    r->curDone = false;
-   if (r->cur.type == QSXMLP_START_TAG) r->level = r->cur.level - 1;
-   else if (r->cur.type == QSXMLP_END_TAG) r->level = r->cur.level;
+   if (ev.type == QSXMLP_START_TAG) r->level = ev.level - 1;
+   else if (ev.type == QSXMLP_END_TAG) r->level = ev.level;
    return 0;
 }
 

@@ -41,6 +41,9 @@ TEST(XmlReaderDirectPaths, UnusualShapesReadAsTheUsualOne)
       { "empty elements as start and end tag", "<([A-Za-z][-A-Za-z0-9]*)/>", "<$1></$1>" },
       { "integers with whitespace", ">(-?[0-9]+)</", "> $1\n</" },
       { "attributes on start tags", "<([A-Za-z][-A-Za-z0-9]*)>", "<$1 a=\"1\">" },
+      { "another XML declaration", "^<\\?xml[^>]*>", "<?xml version='1.0' standalone='yes'?>" },
+      { "no XML declaration", "^<\\?xml[^>]*>\\s*", "" },
+      { "whitespace after the root", "$", " \n\t\r\n" },
    };
    for (const char* msg : kMessages) {
       std::string xml = exampleText(msg, ".xml");
