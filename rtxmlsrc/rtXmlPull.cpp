@@ -1531,11 +1531,11 @@ QS_ALWAYS_INLINE inline bool takePendingEnd(QSCTXT* ctxt, QSXmlReader* r, QSINT3
    return false;
 }
 
-/* The plain end tag of the current element next in the input (after whitespace), consumed as
- * matchEndTag would; false (nothing changed) otherwise. */
-QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
+/* The plain end tag of the current element next in the input (after whitespace), consumed and
+ * done as matchEndTag's loop would; false (nothing changed) otherwise. */
+QS_ALWAYS_INLINE inline bool takeNextEnd(QSCTXT* ctxt, QSXmlReader* r)
 {
-   if (r->level <= 1 || !idleAtDepth(r)) return false;
+   if (!idleAtDepth(r)) return false;
    QSSIZE q = skipIndent(r->data, r->size, r->pos);
    QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
    if (end == 0) return false;
@@ -1545,6 +1545,12 @@ QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
    rtxCtxtPopElemName(ctxt);
    r->listMode = false;
    return true;
+}
+
+/* takeNextEnd below the root, whose end tag matchEndTag takes with what may follow it. */
+QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
+{
+   return r->level > 1 && takeNextEnd(ctxt, r);
 }
 
 /* rtXmlpMatchEndTag(ctxt, -1) on the context's reader. */
@@ -1576,20 +1582,7 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
    if (lvl == r->level) {
       /* a plain end tag next */
-      bool pending = false;
-      if (idleAtDepth(r)) {
-         QSSIZE q = skipIndent(r->data, r->size, r->pos);
-         QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
-         if (end != 0) {
-            takeEndTag(ctxt, r, q, end);
-            pending = true;
-         }
-      }
-      if (pending) {
-         r->curDone = true;  /* markDone of the end tag */
-         r->level = (QSINT32)r->depth;
-         rtxCtxtPopElemName(ctxt);
-         r->listMode = false;
+      if (takeNextEnd(ctxt, r)) {
          if (lvl == 1) {
             /* the root is closed: only whitespace, comments and processing instructions may
              * follow, as below; nothing but whitespace is the end of the document, as the

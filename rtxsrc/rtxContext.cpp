@@ -257,7 +257,6 @@ size_t entryText(const QSElemName& e, char* p)
 
 int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index, QSUINT8 kind)
 {
-   if (ctxt != nullptr && (ctxt->flags & QSNOELEMNAMES)) return 0;
    QSElemName* e = pushName(ctxt);
    if (e == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
    e->name = name;

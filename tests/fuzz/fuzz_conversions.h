@@ -221,10 +221,9 @@ inline void textIn(Form form, const uint8_t* data, size_t size)
    Result again;
    fromText(m, form, text.out, again);
    bool same = again.status == 0 && again.outLen == bytes.outLen && memcmp(again.out, bytes.out, bytes.outLen) == 0;
-   if (!same && form == JSON && keepsBrokenKey(m, bytes)) return;
+   if (same || (form == JSON && keepsBrokenKey(m, bytes))) return;
    if (again.status != 0) violation(m, "the text of the bytes does not read back", text.out, again.err);
-   if (again.outLen != bytes.outLen || memcmp(again.out, bytes.out, bytes.outLen) != 0)
-      violation(m, "the bytes differ after a round trip", cli::toHex(bytes.out, bytes.outLen),
+   violation(m, "the bytes differ after a round trip", cli::toHex(bytes.out, bytes.outLen),
                 cli::toHex(again.out, again.outLen));
 }
 
